@@ -1,0 +1,42 @@
+// The module's exported entry: hosts look up VSTPluginMain first and main second.
+#include <new>
+
+#include "reverb_effect.h"
+
+namespace {
+
+AEffect* createEffect(HostCallback audioMaster) {
+  if (!audioMaster) return nullptr;
+  // A host that answers 0 here is too old for this interface.
+  if (audioMaster(nullptr, audioMasterVersion, 0, 0, nullptr, 0.0f) == 0) return nullptr;
+  try {
+    return (new ReverbEffect(audioMaster))->getAeffect();
+  } catch (...) {
+    // An exception must not unwind into the host; an out-of-memory start is a refused load.
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+#if defined(_WIN32)
+#include <windows.h>
+
+void* korroModuleInstance = nullptr;
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD /*reason*/, LPVOID /*reserved*/) {
+  korroModuleInstance = instance;
+  return TRUE;
+}
+
+// Exported by name through the module definition file.
+extern "C" AEffect* VSTPluginMain(HostCallback audioMaster) { return createEffect(audioMaster); }
+extern "C" AEffect* korroMain(HostCallback audioMaster) { return createEffect(audioMaster); }
+#else
+#define KORRO_EXPORT __attribute__((visibility("default")))
+
+extern "C" KORRO_EXPORT AEffect* VSTPluginMain(HostCallback audioMaster) { return createEffect(audioMaster); }
+// A C++ program may not declare its own main in a library; bind the symbol by its assembler name.
+extern "C" KORRO_EXPORT AEffect* korroMain(HostCallback audioMaster) __asm__("main");
+extern "C" AEffect* korroMain(HostCallback audioMaster) { return createEffect(audioMaster); }
+#endif

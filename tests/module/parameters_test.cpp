@@ -1,0 +1,123 @@
+// Parameters as a host shows them: names, labels, display texts, and which
+// values belong to one program or to all.
+#include <gtest/gtest.h>
+
+#include "support/module_fixture.h"
+
+namespace korro::test {
+namespace {
+
+using host::Plugin;
+
+class Parameters : public ModuleTest {
+ protected:
+  std::string display(int index) { return fx().text(effGetParamDisplay, index); }
+  void processOneBlock() {
+    StereoBuffer in(64), out(64);
+    fx().processReplacing(in.channels(), out.channels(), 64);
+  }
+};
+
+TEST_F(Parameters, NamesAndLabelsKeepTheirBlanks) {
+  const char* names[] = {" Bypass ", " Decay ", " Damp ", " Output ", " Mix "};
+  const char* labels[] = {"  ", "    %    ", "    %    ", "   dB   ", "    %    "};
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(fx().text(effGetParamName, i), names[i]);
+    EXPECT_EQ(fx().text(effGetParamLabel, i), labels[i]);
+  }
+  for (int i : {5, 7, -1, 1 << 30}) {
+    EXPECT_EQ(fx().text(effGetParamName, i), Plugin::kUntouched) << i;
+    EXPECT_EQ(fx().text(effGetParamLabel, i), Plugin::kUntouched) << i;
+    EXPECT_EQ(fx().text(effGetParamDisplay, i), Plugin::kUntouched) << i;
+    EXPECT_EQ(fx().getParameter(i), 0.0f) << i;
+  }
+  fx().dispatch(effGetParamName, 0, 0, nullptr);  // ignored, not written through
+}
+
+TEST_F(Parameters, FactoryStateOfANewEffect) {
+  EXPECT_EQ(fx().getParameter(0), 1.0f);
+  EXPECT_EQ(fx().getParameter(1), 0.5f);
+  EXPECT_EQ(fx().getParameter(2), 0.1f);
+  EXPECT_EQ(fx().getParameter(3), 0.5f);
+  EXPECT_EQ(fx().getParameter(4), 0.5f);
+  EXPECT_EQ(display(0), " bypassed ");
+  EXPECT_EQ(display(1), "50.00000");
+  EXPECT_EQ(display(2), "10.00000");
+  EXPECT_EQ(display(3), "-6.02059");
+  EXPECT_EQ(display(4), "50.00000");
+}
+
+TEST_F(Parameters, DisplayTextsFollowTheValues) {
+  struct Case {
+    int index;
+    float value;
+    const char* text;
+  } cases[] = {
+      {1, 0.34f, "34.00000"}, {1, 1.0f, "100.0000"},  {1, 0.0f, "0.000000"}, {2, 0.0001f, "0.009999"},
+      {4, 0.25f, "25.00000"}, {3, 1.0f, "0.000000"},  {3, 0.25f, "-12.0411"}, {3, 0.0f, "  -oo   "},
+      {3, -0.5f, "  -oo   "}, {4, -0.25f, "-25.0000"}, {1, 2.0f, "200.0000"},
+  };
+  for (const Case& c : cases) {
+    fx().setParameter(c.index, c.value);
+    EXPECT_EQ(display(c.index), c.text) << "index " << c.index << " value " << c.value;
+    EXPECT_EQ(fx().getParameter(c.index), c.value) << "stored without clamping";
+  }
+}
+
+TEST_F(Parameters, BypassRoundsWhenSetAndTruncatesOnceAudioRuns) {
+  fx().start(44100.0f, 64);
+  fx().setParameter(0, 0.5f);
+  EXPECT_EQ(fx().getParameter(0), 1.0f);
+  EXPECT_EQ(display(0), " bypassed ");
+  processOneBlock();
+  EXPECT_EQ(fx().getParameter(0), 0.0f);
+  EXPECT_EQ(display(0), " process ");
+
+  fx().setParameter(0, 0.7f);
+  EXPECT_EQ(fx().getParameter(0), 1.0f);
+  processOneBlock();
+  EXPECT_EQ(fx().getParameter(0), 0.0f);
+
+  fx().setParameter(0, 0.49999997f);  // the sum is formed wider than float: still below 1
+  EXPECT_EQ(fx().getParameter(0), 0.0f);
+  fx().setParameter(0, 1.0f);
+  processOneBlock();
+  EXPECT_EQ(fx().getParameter(0), 1.0f);
+  EXPECT_EQ(display(0), " bypassed ");
+  fx().setParameter(0, -1.4f);
+  EXPECT_EQ(fx().getParameter(0), 0.0f);
+}
+
+TEST_F(Parameters, BypassOutputAndMixApplyToEveryProgram) {
+  fx().dispatch(effSetProgram, 0, 3);
+  fx().setParameter(0, 0.0f);
+  fx().setParameter(3, 0.75f);
+  fx().setParameter(4, 0.25f);
+  for (int p = 0; p < 8; ++p) {
+    fx().dispatch(effSetProgram, 0, p);
+    EXPECT_EQ(fx().getParameter(0), 0.0f) << p;
+    EXPECT_EQ(fx().getParameter(3), 0.75f) << p;
+    EXPECT_EQ(fx().getParameter(4), 0.25f) << p;
+  }
+}
+
+TEST_F(Parameters, DecayAndDampBelongToTheCurrentProgram) {
+  fx().dispatch(effSetProgram, 0, 2);
+  fx().setParameter(1, 0.9f);
+  fx().setParameter(2, 0.6f);
+  fx().dispatch(effSetProgram, 0, 5);
+  EXPECT_EQ(fx().getParameter(1), 0.25f);
+  EXPECT_EQ(fx().getParameter(2), 0.19f);
+  fx().dispatch(effSetProgram, 0, 2);
+  EXPECT_EQ(fx().getParameter(1), 0.9f);
+  EXPECT_EQ(fx().getParameter(2), 0.6f);
+}
+
+TEST_F(Parameters, SettingAParameterDoesNotTalkToTheHost) {
+  host.clear();
+  for (int i = -1; i < 7; ++i) fx().setParameter(i, 0.3f);
+  EXPECT_TRUE(host.requests().empty());
+}
+
+}  // namespace
+}  // namespace korro::test

@@ -1,0 +1,140 @@
+// Set-up of the engine as resume and suspend leave it, seen from inside the effect.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "shell/reverb_effect.h"
+
+namespace {
+
+std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+  return opcode == audioMasterVersion ? 2400 : 0;
+}
+
+struct Effect : ::testing::Test {
+  ReverbEffect fx{&quietHost};
+  void resumeWith(float rate, std::int32_t block) {
+    fx.dispatcher(effSetSampleRate, 0, 0, nullptr, rate);
+    fx.dispatcher(effSetBlockSize, 0, block, nullptr, 0.0f);
+    fx.dispatcher(effMainsChanged, 0, 1, nullptr, 0.0f);
+  }
+};
+
+TEST_F(Effect, NewEffectSitsSuspendedAt44100) {
+  EXPECT_EQ(fx.getSampleRate(), 44100.0f);
+  EXPECT_EQ(fx.getBlockSize(), 1024);
+  EXPECT_EQ(fx.getScratchFrames(), 1024);
+  EXPECT_EQ(fx.getEngineRate(), 44100.0);
+  EXPECT_EQ(fx.getDecimation(), 0);
+  EXPECT_EQ(fx.getProgram(), 0);
+  EXPECT_EQ(fx.meterHoldBlocks, 100);
+  EXPECT_EQ(fx.getOutputGain(), 1.0f);
+}
+
+TEST_F(Effect, HostRateDecidesEngineRateAndDecimation) {
+  struct Case {
+    float host;
+    double engine;
+    int decimation;
+  } cases[] = {
+      {44100, 44100, 0},   {48000, 48000, 0},     {50000, 50000, 0},   {50001, 25000.5, 1},
+      {88200, 44100, 1},   {96000, 48000, 1},     {176400, 88200, 1},  {192000, 96000, 1},
+      {200000, 100000, 1}, {16000, 44100, 0},     {19999, 44100, 0},   {200001, 44100, 0},
+      {250000, 44100, 0},  {1, 44100, 0},         {1e7f, 44100, 0},    {-48000, 44100, 0},
+      {0, 44100, 0},       {__builtin_nanf(""), 44100, 0}, {__builtin_inff(), 44100, 0},
+  };
+  for (const Case& c : cases) {
+    resumeWith(c.host, 512);
+    EXPECT_EQ(fx.getEngineRate(), c.engine) << c.host;
+    EXPECT_EQ(fx.getDecimation(), c.decimation) << c.host;
+    fx.suspend();
+    EXPECT_EQ(fx.getEngineRate(), 44100.0) << "suspend resets the rate";
+    EXPECT_EQ(fx.getDecimation(), c.decimation) << "but keeps the decimation";
+  }
+}
+
+TEST_F(Effect, BlockSizeSizesTheScratchBuffers) {
+  struct Case {
+    std::int32_t block;
+    int frames;
+  } cases[] = {{2048, 2048}, {32, 32},   {16, 65536},     {0, 65536},
+               {-1, 65536},  {1 << 20, 1 << 20}, {(1 << 20) + 1, 65536}, {333, 333}};
+  for (const Case& c : cases) {
+    resumeWith(44100, c.block);
+    EXPECT_EQ(fx.getScratchFrames(), c.frames) << c.block;
+  }
+}
+
+TEST_F(Effect, MeterHoldCountsTheBlocksOfTwoSeconds) {
+  struct Case {
+    float rate;
+    std::int32_t block;
+    int hold;
+  } cases[] = {{44100, 512, 172}, {96000, 512, 375}, {44100, 0, 344}, {44100, 5000, 344}, {48000, 4096, 23}};
+  for (const Case& c : cases) {
+    resumeWith(c.rate, c.block);
+    EXPECT_EQ(fx.meterHoldBlocks, c.hold) << c.rate << " " << c.block;
+  }
+  fx.suspend();
+  EXPECT_EQ(fx.meterHoldBlocks, 100);
+}
+
+TEST_F(Effect, SuspendClearsTheMeterResumeLeavesIt) {
+  fx.peakLeft = 0.5f;
+  fx.peakRight = 0.25f;
+  fx.blockCount = 9;
+  fx.heldPeak = 0.7;
+  fx.meterHoldCount = 3;
+  resumeWith(44100, 512);
+  EXPECT_EQ(fx.peakLeft, 0.5f);
+  EXPECT_EQ(fx.blockCount, 9);
+  EXPECT_EQ(fx.heldPeak, 0.7);
+  fx.suspend();
+  EXPECT_EQ(fx.peakLeft, 0.0f);
+  EXPECT_EQ(fx.peakRight, 0.0f);
+  EXPECT_EQ(fx.blockCount, 0);
+  EXPECT_EQ(fx.heldPeak, 0.0);
+  EXPECT_EQ(fx.meterHoldCount, 0);
+}
+
+TEST_F(Effect, OutputGainIsFourTimesTheSquare) {
+  for (float v : {0.0f, 0.25f, 0.5f, 1.0f, 1.5f, -0.5f}) {
+    fx.setParameter(kOutput, v);
+    EXPECT_EQ(fx.getOutputGain(), v * v * 4.0f) << v;
+  }
+}
+
+TEST(Float2String, DigitsAreTruncatedWithinEightCharacters) {
+  struct Case {
+    float value;
+    const char* text;
+  } cases[] = {
+      {50.0f, "50.00000"},         {100.0f, "100.0000"},       {0.0f, "0.000000"},     {0.0099999998f, "0.009999"},
+      {-0.5f, "-0.50000"},         {-6.0206f, "-6.02059"},     {12345679.0f, "2345679."}, {9999999.0f, "9999999."},
+      {1.5f, "1.500000"},          {-9999999.0f, "-999999."},
+  };
+  for (const Case& c : cases) {
+    char text[32] = "untouched";
+    AudioEffect::float2string(c.value, text);
+    EXPECT_STREQ(text, c.text) << c.value;
+  }
+  for (float outside : {-10000000.0f, 100000000.0f, __builtin_nanf("")}) {
+    char text[32] = "untouched";
+    AudioEffect::float2string(outside, text);
+    EXPECT_STREQ(text, "untouched") << outside;
+  }
+}
+
+TEST(Float2String, DecibelTextOfTheRawValue) {
+  struct Case {
+    float value;
+    const char* text;
+  } cases[] = {{0.5f, "-6.02059"}, {0.25f, "-12.0411"}, {1.0f, "0.000000"}, {0.0f, "  -oo   "}, {-1.0f, "  -oo   "}};
+  for (const Case& c : cases) {
+    char text[32] = "untouched";
+    AudioEffect::dB2string(c.value, text);
+    EXPECT_STREQ(text, c.text) << c.value;
+  }
+}
+
+}  // namespace
