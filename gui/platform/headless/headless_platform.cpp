@@ -74,6 +74,12 @@ void render(platform::EditBox* box) {
   software::drawText(s, box->text.c_str(), inner, box->style.font, box->style.text, box->style.align, false, {});
 }
 
+// An edit box is a child window: whatever the frame draws stays beneath it.
+void keepEditBoxesOnTop(platform::Window* window) {
+  for (platform::EditBox* b : state().editBoxes)
+    if (b->window == window) render(b);
+}
+
 void endEdit(platform::EditBox* box) {
   if (!alive(box)) return;
   if (state().focused == box) state().focused = nullptr;
@@ -158,19 +164,26 @@ bool pumpOnePaint() {
 void copyBitmap(Window* window, const Bitmap* bitmap, Box dst, int srcX, int srcY, bool keyed) {
   if (!alive(window) || !bitmap) return;
   software::copy(window->surface, bitmap->surface, dst, srcX, srcY, keyed);
+  keepEditBoxesOnTop(window);
 }
 
 void fillBox(Window* window, Box box, Rgb colour) {
-  if (alive(window)) software::fill(window->surface, box, colour);
+  if (!alive(window)) return;
+  software::fill(window->surface, box, colour);
+  keepEditBoxesOnTop(window);
 }
 
 void drawLine(Window* window, int x0, int y0, int x1, int y1, Rgb colour) {
-  if (alive(window)) software::line(window->surface, x0, y0, x1, y1, colour);
+  if (!alive(window)) return;
+  software::line(window->surface, x0, y0, x1, y1, colour);
+  keepEditBoxesOnTop(window);
 }
 
 void drawText(Window* window, const char* text, Box box, const Font& font, Rgb colour, Align align, bool opaque,
               Rgb back) {
-  if (alive(window)) software::drawText(window->surface, text, box, font, colour, align, opaque, back);
+  if (!alive(window)) return;
+  software::drawText(window->surface, text, box, font, colour, align, opaque, back);
+  keepEditBoxesOnTop(window);
 }
 
 int mouseButtons() {
