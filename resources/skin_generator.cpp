@@ -481,8 +481,8 @@ Image aboutPicture(Lettering& t) {
   t.draw(img, kSans, 8.5, "STEREO SPRING REVERB", W / 2.0, 86, kBrass, 0, 2.0);
   stroke(img, 60, 95.5, W - 60, 95.5, 0.6, rgb(120, 112, 96));
   t.draw(img, kSans, 8.5, "Version 1.0  \xB7  VST 2.2", W / 2.0, 110, rgb(214, 208, 190), 0);
-  t.draw(img, kSans, 8.0, "Three springs per channel in a tank", W / 2.0, 124, rgb(170, 164, 150), 0);
-  t.draw(img, kSans, 8.0, "that squeezes as it fills.", W / 2.0, 135, rgb(170, 164, 150), 0);
+  t.draw(img, kSans, 8.0, "Three spring lines per channel,", W / 2.0, 124, rgb(170, 164, 150), 0);
+  t.draw(img, kSans, 8.0, "their loop gain easing as the tank fills.", W / 2.0, 135, rgb(170, 164, 150), 0);
   t.draw(img, kSans, 7.0, "click to close", W / 2.0, 151, rgb(120, 114, 102), 0, 0.6);
   return img;
 }

@@ -46,6 +46,23 @@ TEST_F(KnobDrag, TwoHundredPixelsUpSweepTheWholeRangeInsideOneGesture) {
   for (size_t i = 1; i < sent.size(); ++i) EXPECT_NEAR(sent[i] - sent[i - 1], 0.05f, 1e-6f) << i;
 }
 
+TEST_F(KnobDrag, OutputKnobAtItsEndsSendsExactlyZeroAndOne) {
+  // Output: (159, 132, 194, 167), its field (155, 167, 199, 181).
+  drag(176, 150, kLeftButton, {{176, 250}, {176, 260}});
+  EXPECT_EQ(automated(kOutput).back(), 0.0f);
+  idle();
+  EXPECT_EQ(textMismatches(window(), CRect(155, 167, 199, 181), "-oo dB", {75, 75, 80}), 0);
+  drag(176, 150, kLeftButton, {{176, 100}, {176, -60}});
+  EXPECT_EQ(automated(kOutput).back(), 1.0f);
+  idle();
+  EXPECT_EQ(textMismatches(window(), CRect(155, 167, 199, 181), "12.00dB", {75, 75, 80}), 0);
+  // Mix the same way, in percent.
+  drag(122, 150, kLeftButton, {{122, 400}});
+  EXPECT_EQ(automated(kMix).back(), 0.0f);
+  idle();
+  EXPECT_EQ(textMismatches(window(), CRect(101, 167, 145, 181), "0%", {75, 75, 80}), 0);
+}
+
 TEST_F(KnobDrag, RightCountsLikeUp) {
   drag(kX, kY, kLeftButton, {{kX + 50, kY}, {kX + 100, kY}, {kX + 100, kY - 50}, {kX + 100, kY - 100}});
   EXPECT_EQ(fx->getParameter(kDecay), 1.0f);

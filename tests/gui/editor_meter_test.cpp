@@ -43,7 +43,9 @@ TEST_F(Meter, LedLatchesAClipUntilReset) {
   const int pictures[] = {2, 0, 0, 1, 1, 0, 1};
   for (int i = 0; i < 7; ++i) {
     idleWith(clips[i]);
-    if (i > 0) EXPECT_EQ(led(), pictures[i - 1]) << "after clip " << i - 1;
+    if (i > 0) {
+      EXPECT_EQ(led(), pictures[i - 1]) << "after clip " << i - 1;
+    }
   }
   idleWith(0);
   EXPECT_EQ(led(), pictures[6]);
@@ -102,6 +104,22 @@ TEST_F(Meter, ReadoutTextAndColourFollowTheHeldPeak) {
   }
 }
 
+TEST_F(Meter, SameHeldPeakRedrawsTheLedButNotTheReadout) {
+  idleWith(0.5f);
+  idle();  // draws "-6.02dB"; the held peak stays 0.5
+  // Paint over both; an unchanged peak leaves the readout alone.
+  platform::fillBox(window(), {kReadout.left, kReadout.top, kReadout.width(), kReadout.height()}, {1, 2, 3});
+  platform::fillBox(window(), {kLed.left, kLed.top, kLed.width(), kLed.height()}, {1, 2, 3});
+  idleWith(0.5f);
+  idle();
+  EXPECT_EQ(led(), 2);
+  EXPECT_EQ(hl::pixel(window(), kReadout.left + 1, kReadout.top + 1), (platform::Rgb{1, 2, 3}));
+  // A new peak draws it again.
+  idleWith(0.8f);
+  idle();
+  EXPECT_EQ(textMismatches(window(), kReadout, "-1.94dB", kQuiet), 0);
+}
+
 TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
   fx->meterHoldBlocks = 10;
   idleWith(0.5f);
@@ -112,7 +130,6 @@ TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
   idleWith(0.6f);
   EXPECT_EQ(fx->blockCount, 30);
   EXPECT_EQ(fx->meterHoldCount, 0);
-  fx->blockCount = 0;
   fx->blockCount = 4;
   idleWith(0.1f);
   EXPECT_EQ(fx->heldPeak, static_cast<double>(0.6f));

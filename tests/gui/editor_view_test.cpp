@@ -72,9 +72,6 @@ TEST_F(EditorView, FilmStripPictureFollowsTheValue) {
     int picture;
   } cases[] = {{0.0f, 0}, {-0.3f, 0}, {0.5f, 25}, {0.25f, 12}, {0.999f, 49}, {1.0f, 50}, {0.02f, 1}, {0.0199f, 0}};
   for (const Knob& k : kKnobs) {
-    if (k.index == kOutput || k.index == kMix) {
-      // Output and Mix are stored as they come; the same strip rule applies.
-    }
     for (const auto& c : cases) {
       fx->setParameter(k.index, c.value);
       idle();
