@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <dlfcn.h>
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -52,7 +53,19 @@ class FaceCache {
     return face;
   }
 
+  // fontconfig keeps process-wide caches; were it unloaded with this module,
+  // they would be lost at every unload. Keep the library in the process.
+  static void keepFontconfigLoaded() {
+    static const bool kept = [] {
+      Dl_info info{};
+      if (!dladdr(reinterpret_cast<void*>(&FcInitLoadConfigAndFonts), &info) || !info.dli_fname) return false;
+      return dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
+    }();
+    (void)kept;
+  }
+
   static bool find(const platform::Font& font, std::string& path, int& index) {
+    keepFontconfigLoaded();
     FcConfig* config = FcInitLoadConfigAndFonts();
     if (!config) return false;
     FcPattern* pattern = FcPatternCreate();
