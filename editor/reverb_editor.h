@@ -1,28 +1,80 @@
-// The effect's own editor window.
+// The effect's own window: a 300 × 196 skin with four film-strip knobs, their
+// value fields, the bypass switch, the clip LED with its peak readout and the
+// about picture. It listens to every control it places.
 #pragma once
 
-#include "shell/aeff_editor.h"
+#include "gui/gui_editor.h"
+#include "gui/view.h"
 
-class AudioEffect;
+class CAnimKnob;
+class CBitmap;
+class COnOffButton;
+class CPeakMeter;
+class CSplashScreen;
+class CTextEdit;
+class ReverbEffect;
 
-class ReverbEditor : public AEffEditor {
+// Skin resources.
+enum ReverbBitmap : std::int32_t {
+  kBackgroundBitmap = 11200,
+  kBypassBitmap = 11201,
+  kClipLedBitmap = 11205,
+  kDecayKnobBitmap = 11210,
+  kDampKnobBitmap = 11211,
+  kMixKnobBitmap = 11212,
+  kOutputKnobBitmap = 11213,
+  kAboutBitmap = 11215,
+};
+
+// Control tags: 0 to 4 are the parameter indices.
+enum ReverbTag : std::int32_t {
+  kBypassTag = 0,
+  kDecayTag = 1,
+  kDampTag = 2,
+  kOutputTag = 3,
+  kMixTag = 4,
+  kAboutTag = 6,
+  kMeterTag = 7,
+  kDecayFieldTag = 8,
+  kDampFieldTag = 9,
+  kOutputFieldTag = 10,
+  kMixFieldTag = 11,
+};
+
+class ReverbEditor : public AEffGUIEditor, public CControlListener {
  public:
-  explicit ReverbEditor(AudioEffect* effect);
+  explicit ReverbEditor(ReverbEffect* effect);
+  ~ReverbEditor() override;
 
-  std::intptr_t getRect(ERect** rect) override;
   std::intptr_t open(void* parentWindow) override;
   void close() override;
-  void idle() override {}
-  std::intptr_t onKeyDown(VstKeyCode&) override { return -1; }
-  std::intptr_t onKeyUp(VstKeyCode&) override { return -1; }
-  std::intptr_t setKnobMode(int mode) override;
-  void setParameter(std::int32_t, float) override {}
+  // Redraws, then feeds the meter from the effect's peak fields (also while closed).
+  void idle() override;
+  // Moves the controls of `index` to the parameter's current value.
+  void setParameter(std::int32_t index, float value) override;
+  void valueChanged(CDrawContext* context, CControl* control) override;
 
-  bool isOpen() const { return parent_ != nullptr; }
+  bool isOpen() const { return frame != nullptr; }
+
+  // The controls while open; null while closed.
+  CAnimKnob* knob(std::int32_t index) const;
+  CTextEdit* field(std::int32_t index) const;
+  COnOffButton* getBypassButton() const { return bypassButton; }
+  CPeakMeter* getMeter() const { return meter; }
+  CSplashScreen* getAbout() const { return about; }
 
  private:
-  AudioEffect* effect_;
-  ERect rect_{0, 0, 196, 300};
-  void* parent_ = nullptr;
-  int knobMode_ = 2;
+  ReverbEffect* reverb;
+  CBitmap* background = nullptr;
+  CPeakMeter* meter = nullptr;
+  COnOffButton* bypassButton = nullptr;
+  CAnimKnob* decayKnob = nullptr;
+  CAnimKnob* dampKnob = nullptr;
+  CAnimKnob* outputKnob = nullptr;
+  CAnimKnob* mixKnob = nullptr;
+  CTextEdit* decayField = nullptr;
+  CTextEdit* dampField = nullptr;
+  CTextEdit* outputField = nullptr;
+  CTextEdit* mixField = nullptr;
+  CSplashScreen* about = nullptr;
 };

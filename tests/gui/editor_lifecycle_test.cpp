@@ -1,0 +1,81 @@
+// The host opening and closing the editor again and again, idling it while
+// closed, and destroying the effect with its editor open.
+#include "editor_fixture.h"
+#include "gui/frame.h"
+
+namespace korro::test {
+namespace {
+
+using EditorLifecycle = EditorTest;
+
+TEST_F(EditorLifecycle, HundredOpensAndClosesLeaveNothingBehind) {
+  for (int i = 0; i < 100; ++i) {
+    ERect* rect = nullptr;
+    ASSERT_EQ(dispatch(effEditGetRect, 0, 0, &rect), 1);
+    ASSERT_EQ(dispatch(effEditOpen, 0, 0, &parentWindow), 1);
+    ASSERT_EQ(hl::liveWindows(), 1);
+    idle();
+    if (i % 10 == 0) press(67, 70, kLeftButton, {{kLeftButton, 67, 60}, {0, 67, 60}});
+    close();
+    ASSERT_EQ(hl::liveWindows(), 0);
+    ASSERT_FALSE(editor()->isOpen());
+    ASSERT_EQ(editor()->knob(kDecay), nullptr);
+    idle();  // idles go on while closed
+    fx->setParameter(kDecay, 0.5f);
+  }
+}
+
+TEST_F(EditorLifecycle, CloseWithoutOpenAndDoubleCloseAreHarmless) {
+  close();
+  close();
+  idle();
+  open();
+  close();
+  close();
+  EXPECT_EQ(hl::liveWindows(), 0);
+}
+
+TEST_F(EditorLifecycle, OpenWithoutParentMakesNoWindowButAnswersEverything) {
+  EXPECT_EQ(dispatch(effEditOpen, 0, 0, nullptr), 1);
+  EXPECT_EQ(hl::liveWindows(), 0);
+  idle();
+  fx->setParameter(kDecay, 0.7f);
+  idle();
+  close();
+}
+
+TEST_F(EditorLifecycle, SecondOpenWithoutCloseStartsAfresh) {
+  open();
+  ASSERT_EQ(dispatch(effEditOpen, 0, 0, &parentWindow), 1);
+  EXPECT_EQ(hl::liveWindows(), 1);
+  idle();
+}
+
+TEST(EditorOwnership, EffectClosedWithItsEditorOpen) {
+  hl::resetInput();
+  auto* fx = new ReverbEffect(&recordingHost);
+  AEffect* e = fx->getAeffect();
+  int parent = 0;
+  ASSERT_EQ(e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f), 1);
+  e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
+  e->dispatcher(e, effClose, 0, 0, nullptr, 0.0f);
+  EXPECT_EQ(hl::liveWindows(), 0);
+}
+
+TEST(EditorOwnership, TwoEffectsEachWithItsOwnWindow) {
+  hl::resetInput();
+  auto* a = new ReverbEffect(&recordingHost);
+  auto* b = new ReverbEffect(&recordingHost);
+  int pa = 0, pb = 0;
+  a->getAeffect()->dispatcher(a->getAeffect(), effEditOpen, 0, 0, &pa, 0.0f);
+  b->getAeffect()->dispatcher(b->getAeffect(), effEditOpen, 0, 0, &pb, 0.0f);
+  EXPECT_EQ(hl::liveWindows(), 2);
+  a->getAeffect()->dispatcher(a->getAeffect(), effClose, 0, 0, nullptr, 0.0f);
+  EXPECT_EQ(hl::liveWindows(), 1);
+  EXPECT_EQ(hl::parentOf(hl::currentWindow()), &pb);
+  b->getAeffect()->dispatcher(b->getAeffect(), effClose, 0, 0, nullptr, 0.0f);
+  EXPECT_EQ(hl::liveWindows(), 0);
+}
+
+}  // namespace
+}  // namespace korro::test

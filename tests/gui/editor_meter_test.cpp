@@ -1,0 +1,171 @@
+// The clip LED's latch, the held-peak readout and the peak hold that the
+// editor's idle runs on the effect's meter fields.
+#include "editor/peak_meter.h"
+#include "editor_fixture.h"
+
+namespace korro::test {
+namespace {
+
+const CRect kLed(227, 144, 238, 155);
+const CRect kReadout(211, 162, 254, 176);
+constexpr platform::Rgb kQuiet{75, 75, 90};
+constexpr platform::Rgb kOver{200, 80, 80};
+
+class Meter : public EditorTest {
+ protected:
+  void SetUp() override {
+    EditorTest::SetUp();
+    open();
+  }
+  // The LED picture in the window: 0 clipping, 1 latched, 2 off; −1 for none.
+  int led() {
+    for (int p = 0; p < 3; ++p)
+      if (mismatches(window(), kLed, kClipLedBitmap, 0, p * 11) == 0) return p;
+    return -1;
+  }
+  // One host idle with this left peak since the last.
+  void idleWith(float peak) {
+    fx->peakLeft = peak;
+    fx->peakRight = peak;
+    idle();
+  }
+};
+
+TEST_F(Meter, FirstPaintShowsTheStartingPeakAndAnOffLed) {
+  // The editor starts the readout at 1e-5, which is −100 dB.
+  EXPECT_EQ(textMismatches(window(), kReadout, "-100.00dB", kQuiet), 0);
+  EXPECT_EQ(led(), 2);
+}
+
+TEST_F(Meter, LedLatchesAClipUntilReset) {
+  // The frame draws at an idle what the idle before it fed.
+  const float clips[] = {0, 1, 1, 0, 0, 1, 0};
+  const int pictures[] = {2, 0, 0, 1, 1, 0, 1};
+  for (int i = 0; i < 7; ++i) {
+    idleWith(clips[i]);
+    if (i > 0) {
+      EXPECT_EQ(led(), pictures[i - 1]) << "after clip " << i - 1;
+    }
+  }
+  idleWith(0);
+  EXPECT_EQ(led(), pictures[6]);
+  ASSERT_TRUE(editor()->getMeter()->isClipLatched());
+
+  // A click while latched turns it off and forgets the held peak.
+  press(232, 149, kLeftButton);
+  EXPECT_EQ(fx->heldPeak, 0.0);
+  idleWith(0);
+  idleWith(0);
+  EXPECT_EQ(led(), 2);
+}
+
+TEST_F(Meter, ClipNeedsTheFullScaleOnTheLeftChannel) {
+  idleWith(0.999f);
+  idleWith(0);
+  EXPECT_EQ(led(), 2);
+  fx->peakRight = 5.0f;  // the right channel is collected but never shown
+  idle();
+  idle();
+  EXPECT_EQ(led(), 2);
+  EXPECT_EQ(fx->peakRight, 0.0f);
+  idleWith(1.0f);
+  idleWith(0);
+  EXPECT_EQ(led(), 0);
+}
+
+TEST_F(Meter, ClickWhenNotLatchedOnlyForgetsTheHeldPeak) {
+  idleWith(0.5f);
+  ASSERT_EQ(fx->heldPeak, 0.5);
+  hostCalls().clear();
+  press(kLed.left, kLed.top, kLeftButton);
+  EXPECT_EQ(fx->heldPeak, 0.0);
+  EXPECT_TRUE(hostCalls().empty());
+  EXPECT_FALSE(editor()->getMeter()->isClipLatched());
+}
+
+TEST_F(Meter, ReadoutTextAndColourFollowTheHeldPeak) {
+  const struct {
+    float peak;
+    const char* text;
+    platform::Rgb colour;
+  } cases[] = {{0.5f, "-6.02dB", kQuiet}, {1.0f, "0.00dB", kOver}, {2.0f, "6.02dB", kOver}};
+  for (const auto& c : cases) {
+    fx->heldPeak = 0.0;
+    idleWith(c.peak);
+    idleWith(0);  // falls below the held peak: held for now
+    EXPECT_EQ(textMismatches(window(), kReadout, c.text, c.colour), 0) << c.text;
+  }
+  for (double held : {0.0, 1e-6}) {
+    fx->heldPeak = held;
+    fx->meterHoldCount = 0;
+    idleWith(static_cast<float>(held));
+    idleWith(static_cast<float>(held));
+    EXPECT_EQ(textMismatches(window(), kReadout, "-oodB", kQuiet), 0) << held;
+  }
+}
+
+TEST_F(Meter, SameHeldPeakRedrawsTheLedButNotTheReadout) {
+  idleWith(0.5f);
+  idle();  // draws "-6.02dB"; the held peak stays 0.5
+  // Paint over both; an unchanged peak leaves the readout alone.
+  platform::fillBox(window(), {kReadout.left, kReadout.top, kReadout.width(), kReadout.height()}, {1, 2, 3});
+  platform::fillBox(window(), {kLed.left, kLed.top, kLed.width(), kLed.height()}, {1, 2, 3});
+  idleWith(0.5f);
+  idle();
+  EXPECT_EQ(led(), 2);
+  EXPECT_EQ(hl::pixel(window(), kReadout.left + 1, kReadout.top + 1), (platform::Rgb{1, 2, 3}));
+  // A new peak draws it again.
+  idleWith(0.8f);
+  idle();
+  EXPECT_EQ(textMismatches(window(), kReadout, "-1.94dB", kQuiet), 0);
+}
+
+TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
+  fx->meterHoldBlocks = 10;
+  idleWith(0.5f);
+  EXPECT_EQ(fx->heldPeak, 0.5);
+  EXPECT_EQ(fx->peakLeft, 0.0f);
+  // Blocks counted while the peak rises wait for the first idle where it falls.
+  fx->blockCount = 30;
+  idleWith(0.6f);
+  EXPECT_EQ(fx->blockCount, 30);
+  EXPECT_EQ(fx->meterHoldCount, 0);
+  fx->blockCount = 4;
+  idleWith(0.1f);
+  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.6f));
+  EXPECT_EQ(fx->meterHoldCount, 4);
+  EXPECT_EQ(fx->blockCount, 0);
+  fx->blockCount = 6;
+  idleWith(0.1f);
+  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.1f));
+  EXPECT_EQ(fx->meterHoldCount, 0);
+  idleWith(0);
+  idleWith(0);
+  EXPECT_EQ(textMismatches(window(), kReadout, "-20.00dB", kQuiet), 0);
+}
+
+TEST_F(Meter, SilentHostReadsMinusInfinityAfterTheHold) {
+  fx->meterHoldBlocks = 3;
+  idleWith(0.25f);
+  for (int i = 0; i < 3; ++i) {
+    fx->blockCount = 1;
+    idleWith(0);
+  }
+  EXPECT_EQ(fx->heldPeak, 0.0);
+  idle();
+  EXPECT_EQ(textMismatches(window(), kReadout, "-oodB", kQuiet), 0);
+}
+
+TEST_F(Meter, IdleWhileClosedKeepsTheBookkeeping) {
+  close();
+  fx->peakLeft = 0.7f;
+  fx->peakRight = 0.9f;
+  idle();
+  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.7f));
+  EXPECT_EQ(fx->peakLeft, 0.0f);
+  EXPECT_EQ(fx->peakRight, 0.0f);
+  EXPECT_EQ(hl::liveWindows(), 0);
+}
+
+}  // namespace
+}  // namespace korro::test
