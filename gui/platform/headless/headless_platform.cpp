@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "gui/platform/headless/headless.h"
+#include "gui/platform/software/edit_field.h"
 #include "gui/platform/software/surface.h"
 #include "gui/platform/software/text.h"
-#include "resources/resource_table.h"
 
 struct korro::platform::Window {
   software::Surface surface;
@@ -27,11 +27,8 @@ struct korro::platform::Window {
 
 struct korro::platform::EditBox {
   Window* window = nullptr;
-  Box area;
-  EditBoxStyle style;
   EditBoxHandler* handler = nullptr;
-  std::string text;
-  bool allSelected = true;
+  software::EditField field;
 };
 
 namespace korro {
@@ -65,13 +62,8 @@ bool alive(const platform::EditBox* b) {
   return b && std::find(bs.begin(), bs.end(), b) != bs.end();
 }
 
-// The box shows its text, font colour on back colour, as the native control would.
 void render(platform::EditBox* box) {
-  if (!alive(box->window)) return;
-  software::Surface& s = box->window->surface;
-  software::fill(s, box->area, box->style.back);
-  platform::Box inner{box->area.x + 1, box->area.y, box->area.w - 2, box->area.h};
-  software::drawText(s, box->text.c_str(), inner, box->style.font, box->style.text, box->style.align, false, {});
+  if (alive(box->window)) box->field.render(box->window->surface);
 }
 
 // An edit box is a child window: whatever the frame draws stays beneath it.
@@ -89,21 +81,6 @@ void endEdit(platform::EditBox* box) {
 }  // namespace
 
 namespace platform {
-
-Bitmap* loadBitmap(int resourceId) {
-  const resources::Resource* r = resources::find(resourceId);
-  if (!r) return nullptr;
-  auto* b = new Bitmap;
-  if (!software::decodeBmp(r->data, r->size, b->surface)) {
-    delete b;
-    return nullptr;
-  }
-  return b;
-}
-
-void freeBitmap(Bitmap* bitmap) { delete bitmap; }
-int bitmapWidth(const Bitmap* b) { return b ? b->surface.width : 0; }
-int bitmapHeight(const Bitmap* b) { return b ? b->surface.height : 0; }
 
 Window* createWindow(void* parent, int width, int height, const char* className, const char* title,
                      WindowHandler* handler) {
@@ -210,10 +187,10 @@ EditBox* createEditBox(Window* window, Box box, const char* text, const EditBoxS
   if (!alive(window)) return nullptr;
   auto* b = new EditBox;
   b->window = window;
-  b->area = box;
-  b->style = style;
   b->handler = handler;
-  b->text = text ? text : "";
+  b->field.area = box;
+  b->field.style = style;
+  b->field.text = text ? text : "";
   state().editBoxes.push_back(b);
   state().focused = b;
   render(b);
@@ -221,12 +198,8 @@ EditBox* createEditBox(Window* window, Box box, const char* text, const EditBoxS
 }
 
 void editBoxText(const EditBox* box, char* out, int size) {
-  if (!out || size <= 0) return;
-  out[0] = 0;
-  if (!alive(box)) return;
-  const std::size_t n = std::min(box->text.size(), static_cast<std::size_t>(size - 1));
-  std::memcpy(out, box->text.data(), n);
-  out[n] = 0;
+  if (out && size > 0) out[0] = 0;
+  if (alive(box)) box->field.copyText(out, size);
 }
 
 void destroyEditBox(EditBox* box) {
@@ -243,11 +216,6 @@ void sleepMs(int milliseconds) {
   if (milliseconds <= 0) return;
   state().clock += static_cast<std::uint32_t>(milliseconds);
   state().slept += static_cast<std::uint64_t>(milliseconds);
-}
-
-std::uintptr_t moduleInstance() {
-  static const int anchor = 0;
-  return reinterpret_cast<std::uintptr_t>(&anchor);
 }
 
 }  // namespace platform
@@ -289,15 +257,13 @@ void setPointer(int buttons, int x, int y) {
 std::uint64_t buttonPolls() { return state().polls; }
 
 EditBox* focusedEditBox() { return state().focused; }
-std::string editBoxText(const EditBox* box) { return alive(box) ? box->text : std::string(); }
-platform::Box editBoxArea(const EditBox* box) { return alive(box) ? box->area : platform::Box{}; }
-bool editBoxAllSelected(const EditBox* box) { return alive(box) && box->allSelected; }
+std::string editBoxText(const EditBox* box) { return alive(box) ? box->field.text : std::string(); }
+platform::Box editBoxArea(const EditBox* box) { return alive(box) ? box->field.area : platform::Box{}; }
+bool editBoxAllSelected(const EditBox* box) { return alive(box) && box->field.allSelected; }
 
 void type(EditBox* box, const std::string& text) {
   if (!alive(box)) return;
-  if (box->allSelected) box->text.clear();
-  box->allSelected = false;
-  box->text += text;
+  box->field.type(text);
   render(box);
 }
 
