@@ -23,6 +23,7 @@ struct Avx2 {
   static D mul(D a, D b) { return _mm256_mul_pd(a, b); }
   static D div(D a, D b) { return _mm256_div_pd(a, b); }
   static D sqrt(D a) { return _mm256_sqrt_pd(a); }
+  static D abs(D a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
 };
 
 }  // namespace

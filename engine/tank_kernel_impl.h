@@ -5,6 +5,7 @@
 //   load(p)       V::W floats from p, widened
 //   store(p, v)   v rounded to float, V::W floats to p
 //   round(v)      v rounded to float and widened again
+//   loadd, stored  V::W doubles from or to aligned memory
 //   set1, add, sub, mul, div, sqrt, abs
 //
 // Every tank line is at least 58 samples long, so a group of up to V::W
@@ -43,6 +44,15 @@ inline double feedbackGainScalar(double envelope, double decayGain) {
   return (q + (0.95 - q) * 0.3) * decayGain;
 }
 
+// The states that carry from frame to frame. Copied into a local around each
+// group so that they stay in registers rather than in memory that a line
+// store could alias.
+struct Recurrent {
+  float pre[2], dcPrevious[2], dcState[2], tone[2], envelope[2];
+  float damp[2][kSpringLines];
+  bool positive;
+};
+
 struct Coeffs {
   double g, decayGain, dampCoeff, preLowpassCoeff, dcBlockCoeff, dcBlockGain, toneCoeff, toneMix, attack, release;
 };
@@ -79,18 +89,19 @@ class Network {
     c_.toneMix = k.toneMix;
     c_.attack = k.envAttackCoeff;
     c_.release = k.envReleaseCoeff;
+    r_.positive = true;
     preLowpass_ = s.preLowpassEnabled;
     dcBlock_ = s.dcBlockEnabled;
     for (int c = 0; c < 2; ++c) {
       const TankChannel& ch = s.channels[c];
-      pre_[c] = ch.preLowpassState;
-      dcPrevious_[c] = ch.dcBlockPrevious;
-      dcState_[c] = ch.dcBlockState;
-      tone_[c] = ch.toneState;
-      envelope_[c] = ch.levelEnvelope;
+      r_.pre[c] = ch.preLowpassState;
+      r_.dcPrevious[c] = ch.dcBlockPrevious;
+      r_.dcState[c] = ch.dcBlockState;
+      r_.tone[c] = ch.toneState;
+      r_.envelope[c] = ch.levelEnvelope;
       lastGain_[c] = ch.feedbackGain;
       for (int k = 0; k < kSpringLines; ++k) {
-        damp_[c][k] = ch.lines[k].dampState;
+        r_.damp[c][k] = ch.lines[k].dampState;
         lastTap_[c][k] = ch.lines[k].tapValue;
         lastReturn_[c][k] = ch.lines[k].returnValue;
       }
@@ -118,7 +129,12 @@ class Network {
       float* outL = out[0] + done;
       float* outR = out[1] + done;
       int i = 0;
-      for (; i + W <= length; i += W) group(inL, inR, outL, outR, i, i + W == length && done + length == frames);
+      const int whole = length / W * W;
+      while (i < whole) {
+        const int len = whole - i < kRun ? whole - i : kRun;
+        runFrames(inL, inR, outL, outR, i, len, i + len == length && done + length == frames);
+        i += len;
+      }
       for (; i < length; ++i) frame(inL, inR, outL, outR, i);
       advance(length);
       done += length;
@@ -169,130 +185,174 @@ class Network {
 
   // The offset that enters with the input of the next frame; the damping
   // states take its negation in the same frame.
-  double nextOffset() {
-    const double o = positive_ ? kTankAntiDenormal : -kTankAntiDenormal;
-    positive_ = !positive_;
+  static double nextOffset(Recurrent& r) {
+    const double o = r.positive ? kTankAntiDenormal : -kTankAntiDenormal;
+    r.positive = !r.positive;
     return o;
   }
 
   // Input conditioning of one channel and one frame: the optional
   // pre-lowpass and DC block, then the tone stage.
-  double condition(int c, double x) {
+  double condition(Recurrent& r, int c, double x) const {
     if (preLowpass_) {
-      pre_[c] = static_cast<float>((pre_[c] - x) * c_.preLowpassCoeff + x);
-      x = pre_[c];
+      r.pre[c] = static_cast<float>((r.pre[c] - x) * c_.preLowpassCoeff + x);
+      x = r.pre[c];
     }
     if (dcBlock_) {
-      dcState_[c] = static_cast<float>((x - dcPrevious_[c]) * c_.dcBlockGain + c_.dcBlockCoeff * dcState_[c]);
-      dcPrevious_[c] = static_cast<float>(x);
-      x = dcState_[c];
+      r.dcState[c] = static_cast<float>((x - r.dcPrevious[c]) * c_.dcBlockGain + c_.dcBlockCoeff * r.dcState[c]);
+      r.dcPrevious[c] = static_cast<float>(x);
+      x = r.dcState[c];
     }
-    tone_[c] = static_cast<float>((tone_[c] - x) * c_.toneCoeff + x);
-    return tone_[c] + (x - tone_[c]) * c_.toneMix;
+    r.tone[c] = static_cast<float>((r.tone[c] - x) * c_.toneCoeff + x);
+    return r.tone[c] + (x - r.tone[c]) * c_.toneMix;
   }
 
-  void follow(int c, double F0, double F1, double F2) {
-    const double e = absScalar(F0 + F1 + F2);
-    const double env = envelope_[c];
-    envelope_[c] = static_cast<float>((env - e) * selectGreater(e, env, c_.attack, c_.release) + e);
+  // e is the magnitude of the sum of the channel's forward delay outputs.
+  void follow(Recurrent& r, int c, double e) const {
+    const double env = r.envelope[c];
+    r.envelope[c] = static_cast<float>((env - e) * selectGreater(e, env, c_.attack, c_.release) + e);
   }
 
-  void dampen(int c, int k, double F, double o) {
-    damp_[c][k] = static_cast<float>(damp_[c][k] + (F - damp_[c][k]) * c_.dampCoeff + o);
+  void dampen(Recurrent& r, int c, int k, double F, double o) const {
+    r.damp[c][k] = static_cast<float>(r.damp[c][k] + (F - r.damp[c][k]) * c_.dampCoeff + o);
   }
 
-  // W frames from stretch position i.
-  void group(const float* inL, const float* inR, float* outL, float* outR, int i, bool last) {
-    alignas(64) double x[2][W];
-    alignas(64) double env[2][W];
-    alignas(64) double damp[2][kSpringLines][W];
-
-    // The sequential part, frame by frame.
-    for (int j = 0; j < W; ++j) {
-      const double o = nextOffset();
-      x[0][j] = condition(0, feed_ ? o + inL[i + j] : o);
-      x[1][j] = condition(1, feed_ ? o + inR[i + j] : o);
-      double F[2][kSpringLines];
-      for (int c = 0; c < 2; ++c)
-        for (int k = 0; k < kSpringLines; ++k) F[c][k] = p_[c][k].forwardRead[i + j];
-      for (int c = 0; c < 2; ++c) {
-        follow(c, F[c][0], F[c][1], F[c][2]);
-        env[c][j] = envelope_[c];
+  // len frames (a multiple of W, at most kRun) from stretch position i0, in
+  // passes: the forward delay outputs; the sequential states frame by frame;
+  // the loop gains; then each spring line across all frames. The passes never
+  // meet a value written in the same run: the forward and return delays are
+  // far longer than a run, and each line pass runs its frames in order.
+  void runFrames(const float* inL, const float* inR, float* outL, float* outR, int i0, int len, bool last) {
+    // Intrinsic stores may alias anything, so every pointer a loop needs is
+    // held in a local first.
+    for (int c = 0; c < 2; ++c) {
+      const float* f0 = p_[c][0].forwardRead + i0;
+      const float* f1 = p_[c][1].forwardRead + i0;
+      const float* f2 = p_[c][2].forwardRead + i0;
+      double* F0 = F_[c][0];
+      double* F1 = F_[c][1];
+      double* F2 = F_[c][2];
+      double* e = e_[c];
+      for (int j = 0; j < len; j += W) {
+        const D a = V::load(f0 + j), b = V::load(f1 + j), d = V::load(f2 + j);
+        V::stored(F0 + j, a);
+        V::stored(F1 + j, b);
+        V::stored(F2 + j, d);
+        V::stored(e + j, V::abs(V::add(V::add(a, b), d)));
       }
+    }
+
+    Recurrent r = r_;
+    const bool feed = feed_;
+    for (int j = 0; j < len; ++j) {
+      const double o = nextOffset(r);
+      x_[0][j] = condition(r, 0, feed ? o + inL[i0 + j] : o);
+      x_[1][j] = condition(r, 1, feed ? o + inR[i0 + j] : o);
+#pragma GCC unroll 2
       for (int c = 0; c < 2; ++c) {
+        follow(r, c, e_[c][j]);
+        env_[c][j] = r.envelope[c];
+      }
+#pragma GCC unroll 2
+      for (int c = 0; c < 2; ++c) {
+#pragma GCC unroll 3
         for (int k = 0; k < kSpringLines; ++k) {
-          dampen(c, k, F[c][k], -o);
-          damp[c][k][j] = damp_[c][k];
+          dampen(r, c, k, F_[c][k][j], -o);
+          damp_[c][k][j] = r.damp[c][k];
         }
       }
     }
+    r_ = r;
 
-    // Everything else across the W frames at once.
     const D g = V::set1(c_.g);
     const D one = V::set1(1.0);
+    const D decayGain = V::set1(c_.decayGain);
+    const D share = V::set1(0.3);
+    const D top = V::set1(0.95);
     for (int c = 0; c < 2; ++c) {
-      const D xv = V::loadd(x[c]);
-      V::store(dry_[c] + i, xv);
+      float* dry = dry_[c] + i0;
+      const double* x = x_[c];
+      const double* env = env_[c];
+      double* G = G_[c];
+      for (int j = 0; j < len; j += W) {
+        V::store(dry + j, V::loadd(x + j));
+        const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(V::loadd(env + j)))))));
+        V::stored(G + j, V::round(V::mul(V::add(q, V::mul(V::sub(top, q), share)), decayGain)));
+      }
+    }
 
-      const D e = V::loadd(env[c]);
-      const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(e))))));
-      const D G = V::round(
-          V::mul(V::add(q, V::mul(V::sub(V::set1(0.95), q), V::set1(0.3))), V::set1(c_.decayGain)));
-
-      D taps[kSpringLines];
+    for (int c = 0; c < 2; ++c) {
+      const double* x = x_[c];
+      const double* G = G_[c];
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers& p = p_[c][k];
-        D v = V::load(p.allpass1Read + i);
-        D u = V::sub(V::mul(g, v), V::loadd(damp[c][k]));
-        V::store(p.allpass1Write + i, u);
-        const D tap = V::round(V::sub(v, V::mul(g, u)));
-        taps[k] = tap;
+        const float* a1r = p.allpass1Read + i0;
+        const float* a2r = p.allpass2Read + i0;
+        const float* a3r = p.allpass3Read + i0;
+        const float* rr = p.returnRead + i0;
+        float* a1w = p.allpass1Write + i0;
+        float* a2w = p.allpass2Write + i0;
+        float* a3w = p.allpass3Write + i0;
+        float* rw = p.returnWrite + i0;
+        float* fw = p.forwardWrite + i0;
+        const double* damp = damp_[c][k];
+        double* taps = tap_[c][k];
+        for (int j = 0; j < len; j += W) {
+          D v = V::load(a1r + j);
+          D u = V::sub(V::mul(g, v), V::loadd(damp + j));
+          V::store(a1w + j, u);
+          const D tap = V::round(V::sub(v, V::mul(g, u)));
+          V::stored(taps + j, tap);
 
-        v = V::load(p.allpass2Read + i);
-        u = V::add(V::mul(g, v), tap);
-        V::store(p.allpass2Write + i, u);
-        V::store(p.returnWrite + i, V::sub(v, V::mul(g, u)));
+          v = V::load(a2r + j);
+          u = V::add(V::mul(g, v), tap);
+          V::store(a2w + j, u);
+          V::store(rw + j, V::sub(v, V::mul(g, u)));
 
-        const D returned = V::load(p.returnRead + i);
-        v = V::load(p.allpass3Read + i);
-        u = V::add(V::mul(g, v), returned);
-        V::store(p.allpass3Write + i, u);
-        const D z = V::sub(v, V::mul(g, u));
-        V::store(p.forwardWrite + i, V::add(V::mul(z, G), xv));
-
-        if (last) {
-          alignas(64) double lane[W];
-          V::stored(lane, tap);
-          lastTap_[c][k] = static_cast<float>(lane[W - 1]);
-          V::stored(lane, returned);
-          lastReturn_[c][k] = static_cast<float>(lane[W - 1]);
+          v = V::load(a3r + j);
+          u = V::add(V::mul(g, v), V::load(rr + j));
+          V::store(a3w + j, u);
+          const D z = V::sub(v, V::mul(g, u));
+          V::store(fw + j, V::add(V::mul(z, V::loadd(G + j)), V::loadd(x + j)));
         }
       }
-      V::store((c == 0 ? outL : outR) + i,
-               V::mul(V::add(V::add(taps[0], taps[1]), taps[2]), V::set1(kTankOutputScale)));
-      if (last) {
-        alignas(64) double lane[W];
-        V::stored(lane, G);
-        lastGain_[c] = static_cast<float>(lane[W - 1]);
+      float* out = (c == 0 ? outL : outR) + i0;
+      const double* t0 = tap_[c][0];
+      const double* t1 = tap_[c][1];
+      const double* t2 = tap_[c][2];
+      const D scale = V::set1(kTankOutputScale);
+      for (int j = 0; j < len; j += W)
+        V::store(out + j, V::mul(V::add(V::add(V::loadd(t0 + j), V::loadd(t1 + j)), V::loadd(t2 + j)), scale));
+    }
+
+    if (last) {
+      const int j = len - 1;
+      for (int c = 0; c < 2; ++c) {
+        lastGain_[c] = static_cast<float>(G_[c][j]);
+        for (int k = 0; k < kSpringLines; ++k) {
+          lastTap_[c][k] = static_cast<float>(tap_[c][k][j]);
+          lastReturn_[c][k] = p_[c][k].returnRead[i0 + j];
+        }
       }
     }
   }
 
   // One frame from stretch position i, all in scalar code.
   void frame(const float* inL, const float* inR, float* outL, float* outR, int i) {
-    const double o = nextOffset();
+    Recurrent& r = r_;
+    const double o = nextOffset(r);
     double x[2];
-    x[0] = condition(0, feed_ ? o + inL[i] : o);
-    x[1] = condition(1, feed_ ? o + inR[i] : o);
+    x[0] = condition(r, 0, feed_ ? o + inL[i] : o);
+    x[1] = condition(r, 1, feed_ ? o + inR[i] : o);
     double F[2][kSpringLines];
     for (int c = 0; c < 2; ++c)
       for (int k = 0; k < kSpringLines; ++k) F[c][k] = p_[c][k].forwardRead[i];
-    for (int c = 0; c < 2; ++c) follow(c, F[c][0], F[c][1], F[c][2]);
-    for (int c = 0; c < 2; ++c) lastGain_[c] = static_cast<float>(feedbackGainScalar(envelope_[c], c_.decayGain));
+    for (int c = 0; c < 2; ++c) follow(r, c, absScalar(F[c][0] + F[c][1] + F[c][2]));
+    for (int c = 0; c < 2; ++c) lastGain_[c] = static_cast<float>(feedbackGainScalar(r.envelope[c], c_.decayGain));
     for (int c = 0; c < 2; ++c) dry_[c][i] = static_cast<float>(x[c]);
     for (int c = 0; c < 2; ++c) {
       for (int k = 0; k < kSpringLines; ++k) {
-        dampen(c, k, F[c][k], -o);
+        dampen(r, c, k, F[c][k], -o);
         lastReturn_[c][k] = p_[c][k].returnRead[i];
       }
     }
@@ -302,7 +362,7 @@ class Network {
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers& p = p_[c][k];
         double v = p.allpass1Read[i];
-        double u = g * v - damp_[c][k];
+        double u = g * v - r.damp[c][k];
         p.allpass1Write[i] = static_cast<float>(u);
         lastTap_[c][k] = static_cast<float>(v - g * u);
 
@@ -328,14 +388,14 @@ class Network {
   void storeState() {
     for (int c = 0; c < 2; ++c) {
       TankChannel& ch = s_.channels[c];
-      ch.preLowpassState = pre_[c];
-      ch.dcBlockPrevious = dcPrevious_[c];
-      ch.dcBlockState = dcState_[c];
-      ch.toneState = tone_[c];
-      ch.levelEnvelope = envelope_[c];
+      ch.preLowpassState = r_.pre[c];
+      ch.dcBlockPrevious = r_.dcPrevious[c];
+      ch.dcBlockState = r_.dcState[c];
+      ch.toneState = r_.tone[c];
+      ch.levelEnvelope = r_.envelope[c];
       ch.feedbackGain = lastGain_[c];
       for (int k = 0; k < kSpringLines; ++k) {
-        ch.lines[k].dampState = damp_[c][k];
+        ch.lines[k].dampState = r_.damp[c][k];
         ch.lines[k].tapValue = lastTap_[c][k];
         ch.lines[k].returnValue = lastReturn_[c][k];
       }
@@ -347,11 +407,21 @@ class Network {
   const bool feed_;
   bool preLowpass_ = false;
   bool dcBlock_ = false;
-  bool positive_ = true;
   Coeffs c_{};
+  Recurrent r_{};
 
-  float pre_[2], dcPrevious_[2], dcState_[2], tone_[2], envelope_[2], lastGain_[2];
-  float damp_[2][kSpringLines], lastTap_[2][kSpringLines], lastReturn_[2][kSpringLines];
+  // Frames per run of passes; a multiple of every W.
+  static constexpr int kRun = 64;
+  alignas(64) double F_[2][kSpringLines][kRun];
+  alignas(64) double e_[2][kRun];
+  alignas(64) double x_[2][kRun];
+  alignas(64) double env_[2][kRun];
+  alignas(64) double damp_[2][kSpringLines][kRun];
+  alignas(64) double G_[2][kRun];
+  alignas(64) double tap_[2][kSpringLines][kRun];
+
+  float lastGain_[2];
+  float lastTap_[2][kSpringLines], lastReturn_[2][kSpringLines];
 
   float* dry_[2] = {};
   LinePointers p_[2][kSpringLines] = {};

@@ -21,6 +21,7 @@ struct Sse2 {
   static D mul(D a, D b) { return _mm_mul_pd(a, b); }
   static D div(D a, D b) { return _mm_div_pd(a, b); }
   static D sqrt(D a) { return _mm_sqrt_pd(a); }
+  static D abs(D a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
 };
 
 }  // namespace
