@@ -44,14 +44,24 @@ inline double feedbackGainScalar(double envelope, double decayGain) {
   return (q + (0.95 - q) * 0.3) * decayGain;
 }
 
-// The states that carry from frame to frame. Copied into a local around each
-// group so that they stay in registers rather than in memory that a line
-// store could alias.
+// The states that carry from frame to frame, each a float value held as a
+// double. The damping states are laid out as lanes left 1, left 2, left 3,
+// right 1, right 2, right 3; envelope and tone as left, right.
 struct Recurrent {
-  float pre[2], dcPrevious[2], dcState[2], tone[2], envelope[2];
-  float damp[2][kSpringLines];
+  alignas(16) double damp[2 * kSpringLines];
+  alignas(16) double envelope[2];
+  alignas(16) double tone[2];
+  float pre[2], dcPrevious[2], dcState[2];
   bool positive;
 };
+
+inline __m128d roundPair(__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
+// Two doubles from two addresses.
+inline __m128d pairOf(const double* low, const double* high) { return _mm_loadh_pd(_mm_load_sd(low), high); }
+inline void storePair(double* low, double* high, __m128d v) {
+  _mm_store_sd(low, v);
+  _mm_storeh_pd(high, v);
+}
 
 struct Coeffs {
   double g, decayGain, dampCoeff, preLowpassCoeff, dcBlockCoeff, dcBlockGain, toneCoeff, toneMix, attack, release;
@@ -92,6 +102,7 @@ class Network {
     r_.positive = true;
     preLowpass_ = s.preLowpassEnabled;
     dcBlock_ = s.dcBlockEnabled;
+    conditioned_ = preLowpass_ || dcBlock_;
     for (int c = 0; c < 2; ++c) {
       const TankChannel& ch = s.channels[c];
       r_.pre[c] = ch.preLowpassState;
@@ -101,7 +112,7 @@ class Network {
       r_.envelope[c] = ch.levelEnvelope;
       lastGain_[c] = ch.feedbackGain;
       for (int k = 0; k < kSpringLines; ++k) {
-        r_.damp[c][k] = ch.lines[k].dampState;
+        r_.damp[c * kSpringLines + k] = ch.lines[k].dampState;
         lastTap_[c][k] = ch.lines[k].tapValue;
         lastReturn_[c][k] = ch.lines[k].returnValue;
       }
@@ -191,9 +202,8 @@ class Network {
     return o;
   }
 
-  // Input conditioning of one channel and one frame: the optional
-  // pre-lowpass and DC block, then the tone stage.
-  double condition(Recurrent& r, int c, double x) const {
+  // The optional pre-lowpass and DC block of one channel and one frame.
+  double precondition(Recurrent& r, int c, double x) const {
     if (preLowpass_) {
       r.pre[c] = static_cast<float>((r.pre[c] - x) * c_.preLowpassCoeff + x);
       x = r.pre[c];
@@ -203,128 +213,45 @@ class Network {
       r.dcPrevious[c] = static_cast<float>(x);
       x = r.dcState[c];
     }
-    r.tone[c] = static_cast<float>((r.tone[c] - x) * c_.toneCoeff + x);
+    return x;
+  }
+
+  // The whole input conditioning, ending in the tone stage.
+  double condition(Recurrent& r, int c, double x) const {
+    x = precondition(r, c, x);
+    r.tone[c] = roundScalar((r.tone[c] - x) * c_.toneCoeff + x);
     return r.tone[c] + (x - r.tone[c]) * c_.toneMix;
   }
 
   // e is the magnitude of the sum of the channel's forward delay outputs.
   void follow(Recurrent& r, int c, double e) const {
     const double env = r.envelope[c];
-    r.envelope[c] = static_cast<float>((env - e) * selectGreater(e, env, c_.attack, c_.release) + e);
+    r.envelope[c] = roundScalar((env - e) * selectGreater(e, env, c_.attack, c_.release) + e);
   }
 
-  void dampen(Recurrent& r, int c, int k, double F, double o) const {
-    r.damp[c][k] = static_cast<float>(r.damp[c][k] + (F - r.damp[c][k]) * c_.dampCoeff + o);
+  void dampen(Recurrent& r, int lane, double F, double o) const {
+    r.damp[lane] = roundScalar(r.damp[lane] + (F - r.damp[lane]) * c_.dampCoeff + o);
   }
 
-  // len frames (a multiple of W, at most kRun) from stretch position i0, in
-  // passes: the forward delay outputs; the sequential states frame by frame;
-  // the loop gains; then each spring line across all frames. The passes never
-  // meet a value written in the same run: the forward and return delays are
-  // far longer than a run, and each line pass runs its frames in order.
+  // len frames (a multiple of W, at most kRun) from stretch position i0, W
+  // frames at a time in three stages: the sequential states of group n, the
+  // loop gains of group n - 1 and the spring lines of group n - 2. The later
+  // stages do not wait for the states being computed, so their arithmetic
+  // fills the time the sequential arithmetic spends waiting on itself. No
+  // stage meets a value written in the same run: the forward and return
+  // delays are far longer than a run, and the lines run their frames in order.
   void runFrames(const float* inL, const float* inR, float* outL, float* outR, int i0, int len, bool last) {
-    // Intrinsic stores may alias anything, so every pointer a loop needs is
-    // held in a local first.
-    for (int c = 0; c < 2; ++c) {
-      const float* f0 = p_[c][0].forwardRead + i0;
-      const float* f1 = p_[c][1].forwardRead + i0;
-      const float* f2 = p_[c][2].forwardRead + i0;
-      double* F0 = F_[c][0];
-      double* F1 = F_[c][1];
-      double* F2 = F_[c][2];
-      double* e = e_[c];
-      for (int j = 0; j < len; j += W) {
-        const D a = V::load(f0 + j), b = V::load(f1 + j), d = V::load(f2 + j);
-        V::stored(F0 + j, a);
-        V::stored(F1 + j, b);
-        V::stored(F2 + j, d);
-        V::stored(e + j, V::abs(V::add(V::add(a, b), d)));
-      }
+    const int groups = len / W;
+    for (int n = 0; n < groups + 2; ++n) {
+      if (n < groups) states(inL + i0, inR + i0, i0, n * W);
+      if (n >= 1 && n <= groups) gains((n - 1) * W);
+      if (n >= 2) springs(outL + i0, outR + i0, i0, (n - 2) * W);
     }
-
-    Recurrent r = r_;
-    const bool feed = feed_;
-    for (int j = 0; j < len; ++j) {
-      const double o = nextOffset(r);
-      x_[0][j] = condition(r, 0, feed ? o + inL[i0 + j] : o);
-      x_[1][j] = condition(r, 1, feed ? o + inR[i0 + j] : o);
-#pragma GCC unroll 2
-      for (int c = 0; c < 2; ++c) {
-        follow(r, c, e_[c][j]);
-        env_[c][j] = r.envelope[c];
-      }
-#pragma GCC unroll 2
-      for (int c = 0; c < 2; ++c) {
-#pragma GCC unroll 3
-        for (int k = 0; k < kSpringLines; ++k) {
-          dampen(r, c, k, F_[c][k][j], -o);
-          damp_[c][k][j] = r.damp[c][k];
-        }
-      }
-    }
-    r_ = r;
-
-    const D g = V::set1(c_.g);
-    const D one = V::set1(1.0);
-    const D decayGain = V::set1(c_.decayGain);
-    const D share = V::set1(0.3);
-    const D top = V::set1(0.95);
     for (int c = 0; c < 2; ++c) {
       float* dry = dry_[c] + i0;
       const double* x = x_[c];
-      const double* env = env_[c];
-      double* G = G_[c];
-      for (int j = 0; j < len; j += W) {
-        V::store(dry + j, V::loadd(x + j));
-        const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(V::loadd(env + j)))))));
-        V::stored(G + j, V::round(V::mul(V::add(q, V::mul(V::sub(top, q), share)), decayGain)));
-      }
+      for (int j = 0; j < len; j += W) V::store(dry + j, V::loadd(x + j));
     }
-
-    for (int c = 0; c < 2; ++c) {
-      const double* x = x_[c];
-      const double* G = G_[c];
-      for (int k = 0; k < kSpringLines; ++k) {
-        const LinePointers& p = p_[c][k];
-        const float* a1r = p.allpass1Read + i0;
-        const float* a2r = p.allpass2Read + i0;
-        const float* a3r = p.allpass3Read + i0;
-        const float* rr = p.returnRead + i0;
-        float* a1w = p.allpass1Write + i0;
-        float* a2w = p.allpass2Write + i0;
-        float* a3w = p.allpass3Write + i0;
-        float* rw = p.returnWrite + i0;
-        float* fw = p.forwardWrite + i0;
-        const double* damp = damp_[c][k];
-        double* taps = tap_[c][k];
-        for (int j = 0; j < len; j += W) {
-          D v = V::load(a1r + j);
-          D u = V::sub(V::mul(g, v), V::loadd(damp + j));
-          V::store(a1w + j, u);
-          const D tap = V::round(V::sub(v, V::mul(g, u)));
-          V::stored(taps + j, tap);
-
-          v = V::load(a2r + j);
-          u = V::add(V::mul(g, v), tap);
-          V::store(a2w + j, u);
-          V::store(rw + j, V::sub(v, V::mul(g, u)));
-
-          v = V::load(a3r + j);
-          u = V::add(V::mul(g, v), V::load(rr + j));
-          V::store(a3w + j, u);
-          const D z = V::sub(v, V::mul(g, u));
-          V::store(fw + j, V::add(V::mul(z, V::loadd(G + j)), V::loadd(x + j)));
-        }
-      }
-      float* out = (c == 0 ? outL : outR) + i0;
-      const double* t0 = tap_[c][0];
-      const double* t1 = tap_[c][1];
-      const double* t2 = tap_[c][2];
-      const D scale = V::set1(kTankOutputScale);
-      for (int j = 0; j < len; j += W)
-        V::store(out + j, V::mul(V::add(V::add(V::loadd(t0 + j), V::loadd(t1 + j)), V::loadd(t2 + j)), scale));
-    }
-
     if (last) {
       const int j = len - 1;
       for (int c = 0; c < 2; ++c) {
@@ -334,6 +261,114 @@ class Network {
           lastReturn_[c][k] = p_[c][k].returnRead[i0 + j];
         }
       }
+    }
+  }
+
+  // Forward delay outputs, input conditioning, level envelopes and damping
+  // states of W frames from run position j0.
+  void states(const float* inL, const float* inR, int i0, int j0) {
+    // Intrinsic stores may alias anything, so pointers are held in locals.
+    for (int c = 0; c < 2; ++c) {
+      const D a = V::load(p_[c][0].forwardRead + i0 + j0);
+      const D b = V::load(p_[c][1].forwardRead + i0 + j0);
+      const D d = V::load(p_[c][2].forwardRead + i0 + j0);
+      double* F = &F_[c][0][0];
+      V::stored(F + j0, a);
+      V::stored(F + kRun + j0, b);
+      V::stored(F + 2 * kRun + j0, d);
+      V::stored(e_[c] + j0, V::abs(V::add(V::add(a, b), d)));
+    }
+    // The sequential states in pairs of lanes: tone and envelope (left,
+    // right), damping (left 1, left 2), (left 3, right 1), (right 2, right 3).
+    Recurrent& r = r_;
+    __m128d tone = _mm_load_pd(r.tone);
+    __m128d env = _mm_load_pd(r.envelope);
+    __m128d d0 = _mm_load_pd(r.damp);
+    __m128d d1 = _mm_load_pd(r.damp + 2);
+    __m128d d2 = _mm_load_pd(r.damp + 4);
+    const __m128d toneCoeff = _mm_set1_pd(c_.toneCoeff);
+    const __m128d toneMix = _mm_set1_pd(c_.toneMix);
+    const __m128d attack = _mm_set1_pd(c_.attack);
+    const __m128d release = _mm_set1_pd(c_.release);
+    const __m128d dampCoeff = _mm_set1_pd(c_.dampCoeff);
+    const bool feed = feed_;
+    for (int j = j0; j < j0 + W; ++j) {
+      const double o = nextOffset(r);
+      __m128d x;
+      if (conditioned_)
+        x = _mm_set_pd(precondition(r, 1, feed ? o + inR[j] : o), precondition(r, 0, feed ? o + inL[j] : o));
+      else if (feed)
+        x = _mm_add_pd(_mm_set1_pd(o), _mm_set_pd(inR[j], inL[j]));
+      else
+        x = _mm_set1_pd(o);
+      tone = roundPair(_mm_add_pd(_mm_mul_pd(_mm_sub_pd(tone, x), toneCoeff), x));
+      storePair(x_[0] + j, x_[1] + j, _mm_add_pd(tone, _mm_mul_pd(_mm_sub_pd(x, tone), toneMix)));
+
+      const __m128d e = pairOf(e_[0] + j, e_[1] + j);
+      const __m128d rising = _mm_cmpgt_pd(e, env);
+      const __m128d coeff = _mm_or_pd(_mm_and_pd(rising, attack), _mm_andnot_pd(rising, release));
+      env = roundPair(_mm_add_pd(_mm_mul_pd(_mm_sub_pd(env, e), coeff), e));
+      storePair(env_[0] + j, env_[1] + j, env);
+
+      const __m128d od = _mm_set1_pd(-o);
+      const __m128d F0 = pairOf(F_[0][0] + j, F_[0][1] + j);
+      const __m128d F1 = pairOf(F_[0][2] + j, F_[1][0] + j);
+      const __m128d F2 = pairOf(F_[1][1] + j, F_[1][2] + j);
+      d0 = roundPair(_mm_add_pd(_mm_add_pd(d0, _mm_mul_pd(_mm_sub_pd(F0, d0), dampCoeff)), od));
+      d1 = roundPair(_mm_add_pd(_mm_add_pd(d1, _mm_mul_pd(_mm_sub_pd(F1, d1), dampCoeff)), od));
+      d2 = roundPair(_mm_add_pd(_mm_add_pd(d2, _mm_mul_pd(_mm_sub_pd(F2, d2), dampCoeff)), od));
+      storePair(damp_[0][0] + j, damp_[0][1] + j, d0);
+      storePair(damp_[0][2] + j, damp_[1][0] + j, d1);
+      storePair(damp_[1][1] + j, damp_[1][2] + j, d2);
+    }
+    _mm_store_pd(r.tone, tone);
+    _mm_store_pd(r.envelope, env);
+    _mm_store_pd(r.damp, d0);
+    _mm_store_pd(r.damp + 2, d1);
+    _mm_store_pd(r.damp + 4, d2);
+  }
+
+  // Loop gains of W frames from run position j0.
+  void gains(int j0) {
+    const D one = V::set1(1.0);
+    for (int c = 0; c < 2; ++c) {
+      const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(V::loadd(env_[c] + j0)))))));
+      V::stored(G_[c] + j0, V::round(V::mul(V::add(q, V::mul(V::sub(V::set1(0.95), q), V::set1(0.3))),
+                                             V::set1(c_.decayGain))));
+    }
+  }
+
+  // The six spring lines and the outputs of W frames from run position j0.
+  void springs(float* outL, float* outR, int i0, int j0) {
+    const D g = V::set1(c_.g);
+    const int i = i0 + j0;
+    for (int c = 0; c < 2; ++c) {
+      const D x = V::loadd(x_[c] + j0);
+      const D G = V::loadd(G_[c] + j0);
+      D taps[kSpringLines];
+#pragma GCC unroll 3
+      for (int k = 0; k < kSpringLines; ++k) {
+        const LinePointers p = p_[c][k];
+        D v = V::load(p.allpass1Read + i);
+        D u = V::sub(V::mul(g, v), V::loadd(damp_[c][k] + j0));
+        V::store(p.allpass1Write + i, u);
+        const D tap = V::round(V::sub(v, V::mul(g, u)));
+        taps[k] = tap;
+
+        v = V::load(p.allpass2Read + i);
+        u = V::add(V::mul(g, v), tap);
+        V::store(p.allpass2Write + i, u);
+        V::store(p.returnWrite + i, V::sub(v, V::mul(g, u)));
+
+        v = V::load(p.allpass3Read + i);
+        u = V::add(V::mul(g, v), V::load(p.returnRead + i));
+        V::store(p.allpass3Write + i, u);
+        const D z = V::sub(v, V::mul(g, u));
+        V::store(p.forwardWrite + i, V::add(V::mul(z, G), x));
+        V::stored(tap_[c][k] + j0, tap);
+      }
+      V::store((c == 0 ? outL : outR) + j0,
+               V::mul(V::add(V::add(taps[0], taps[1]), taps[2]), V::set1(kTankOutputScale)));
     }
   }
 
@@ -352,7 +387,7 @@ class Network {
     for (int c = 0; c < 2; ++c) dry_[c][i] = static_cast<float>(x[c]);
     for (int c = 0; c < 2; ++c) {
       for (int k = 0; k < kSpringLines; ++k) {
-        dampen(r, c, k, F[c][k], -o);
+        dampen(r, c * kSpringLines + k, F[c][k], -o);
         lastReturn_[c][k] = p_[c][k].returnRead[i];
       }
     }
@@ -362,7 +397,7 @@ class Network {
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers& p = p_[c][k];
         double v = p.allpass1Read[i];
-        double u = g * v - r.damp[c][k];
+        double u = g * v - r.damp[c * kSpringLines + k];
         p.allpass1Write[i] = static_cast<float>(u);
         lastTap_[c][k] = static_cast<float>(v - g * u);
 
@@ -391,11 +426,11 @@ class Network {
       ch.preLowpassState = r_.pre[c];
       ch.dcBlockPrevious = r_.dcPrevious[c];
       ch.dcBlockState = r_.dcState[c];
-      ch.toneState = r_.tone[c];
-      ch.levelEnvelope = r_.envelope[c];
+      ch.toneState = static_cast<float>(r_.tone[c]);
+      ch.levelEnvelope = static_cast<float>(r_.envelope[c]);
       ch.feedbackGain = lastGain_[c];
       for (int k = 0; k < kSpringLines; ++k) {
-        ch.lines[k].dampState = r_.damp[c][k];
+        ch.lines[k].dampState = static_cast<float>(r_.damp[c * kSpringLines + k]);
         ch.lines[k].tapValue = lastTap_[c][k];
         ch.lines[k].returnValue = lastReturn_[c][k];
       }
@@ -407,6 +442,7 @@ class Network {
   const bool feed_;
   bool preLowpass_ = false;
   bool dcBlock_ = false;
+  bool conditioned_ = false;
   Coeffs c_{};
   Recurrent r_{};
 
