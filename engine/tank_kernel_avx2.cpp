@@ -16,6 +16,12 @@ struct Avx2 {
   static void store(float* p, D v) { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
   static D loadd(const double* p) { return _mm256_load_pd(p); }
   static void stored(double* p, D v) { _mm256_store_pd(p, v); }
+  static void deinterleave(const double* p, int stride, D& lo, D& hi) {
+    const D a = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_load_pd(p)), _mm_load_pd(p + 2 * stride), 1);
+    const D b = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_load_pd(p + stride)), _mm_load_pd(p + 3 * stride), 1);
+    lo = _mm256_unpacklo_pd(a, b);
+    hi = _mm256_unpackhi_pd(a, b);
+  }
   static D round(D v) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(v)); }
   static D set1(double x) { return _mm256_set1_pd(x); }
   static D add(D a, D b) { return _mm256_add_pd(a, b); }

@@ -6,6 +6,8 @@
 //   store(p, v)   v rounded to float, V::W floats to p
 //   round(v)      v rounded to float and widened again
 //   loadd, stored  V::W doubles from or to aligned memory
+//   deinterleave(p, stride, lo, hi)  from V::W aligned pairs of doubles,
+//                  stride doubles apart, the first and the second of each
 //   set1, add, sub, mul, div, sqrt, abs
 //
 // Every tank line is at least 58 samples long, so a group of up to V::W
@@ -45,8 +47,8 @@ inline double feedbackGainScalar(double envelope, double decayGain) {
 }
 
 // The states that carry from frame to frame, each a float value held as a
-// double. The damping states are laid out as lanes left 1, left 2, left 3,
-// right 1, right 2, right 3; envelope and tone as left, right.
+// double, in pairs (left, right); the damping states of spring lines 1, 2, 3
+// are three such pairs.
 struct Recurrent {
   alignas(16) double damp[2 * kSpringLines];
   alignas(16) double envelope[2];
@@ -57,11 +59,6 @@ struct Recurrent {
 
 inline __m128d roundPair(__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
 // Two doubles from two addresses.
-inline __m128d pairOf(const double* low, const double* high) { return _mm_loadh_pd(_mm_load_sd(low), high); }
-inline void storePair(double* low, double* high, __m128d v) {
-  _mm_store_sd(low, v);
-  _mm_storeh_pd(high, v);
-}
 
 struct Coeffs {
   double g, decayGain, dampCoeff, preLowpassCoeff, dcBlockCoeff, dcBlockGain, toneCoeff, toneMix, attack, release;
@@ -112,7 +109,7 @@ class Network {
       r_.envelope[c] = ch.levelEnvelope;
       lastGain_[c] = ch.feedbackGain;
       for (int k = 0; k < kSpringLines; ++k) {
-        r_.damp[c * kSpringLines + k] = ch.lines[k].dampState;
+        r_.damp[2 * k + c] = ch.lines[k].dampState;
         lastTap_[c][k] = ch.lines[k].tapValue;
         lastReturn_[c][k] = ch.lines[k].returnValue;
       }
@@ -245,41 +242,22 @@ class Network {
     for (int n = 0; n < groups + 2; ++n) {
       if (n < groups) states(inL + i0, inR + i0, i0, n * W);
       if (n >= 1 && n <= groups) gains((n - 1) * W);
-      if (n >= 2) springs(outL + i0, outR + i0, i0, (n - 2) * W);
-    }
-    for (int c = 0; c < 2; ++c) {
-      float* dry = dry_[c] + i0;
-      const double* x = x_[c];
-      for (int j = 0; j < len; j += W) V::store(dry + j, V::loadd(x + j));
+      if (n >= 2) springs(outL + i0, outR + i0, i0, (n - 2) * W, last && n == groups + 1);
     }
     if (last) {
       const int j = len - 1;
       for (int c = 0; c < 2; ++c) {
         lastGain_[c] = static_cast<float>(G_[c][j]);
-        for (int k = 0; k < kSpringLines; ++k) {
-          lastTap_[c][k] = static_cast<float>(tap_[c][k][j]);
-          lastReturn_[c][k] = p_[c][k].returnRead[i0 + j];
-        }
+        for (int k = 0; k < kSpringLines; ++k) lastReturn_[c][k] = p_[c][k].returnRead[i0 + j];
       }
     }
   }
 
-  // Forward delay outputs, input conditioning, level envelopes and damping
-  // states of W frames from run position j0.
+  // Input conditioning, level envelopes and damping states of W frames from
+  // run position j0, frame by frame. The states are pairs of lanes (left,
+  // right): tone, envelope, and the damping of spring lines 1, 2 and 3. The
+  // results go to frame-major buffers of such pairs.
   void states(const float* inL, const float* inR, int i0, int j0) {
-    // Intrinsic stores may alias anything, so pointers are held in locals.
-    for (int c = 0; c < 2; ++c) {
-      const D a = V::load(p_[c][0].forwardRead + i0 + j0);
-      const D b = V::load(p_[c][1].forwardRead + i0 + j0);
-      const D d = V::load(p_[c][2].forwardRead + i0 + j0);
-      double* F = &F_[c][0][0];
-      V::stored(F + j0, a);
-      V::stored(F + kRun + j0, b);
-      V::stored(F + 2 * kRun + j0, d);
-      V::stored(e_[c] + j0, V::abs(V::add(V::add(a, b), d)));
-    }
-    // The sequential states in pairs of lanes: tone and envelope (left,
-    // right), damping (left 1, left 2), (left 3, right 1), (right 2, right 3).
     Recurrent& r = r_;
     __m128d tone = _mm_load_pd(r.tone);
     __m128d env = _mm_load_pd(r.envelope);
@@ -291,6 +269,14 @@ class Network {
     const __m128d attack = _mm_set1_pd(c_.attack);
     const __m128d release = _mm_set1_pd(c_.release);
     const __m128d dampCoeff = _mm_set1_pd(c_.dampCoeff);
+    const __m128d magnitude = _mm_castsi128_pd(_mm_set1_epi64x(0x7fffffffffffffffLL));
+    // Intrinsic stores may alias anything, so pointers are held in locals.
+    const float* fL0 = p_[0][0].forwardRead + i0;
+    const float* fL1 = p_[0][1].forwardRead + i0;
+    const float* fL2 = p_[0][2].forwardRead + i0;
+    const float* fR0 = p_[1][0].forwardRead + i0;
+    const float* fR1 = p_[1][1].forwardRead + i0;
+    const float* fR2 = p_[1][2].forwardRead + i0;
     const bool feed = feed_;
     for (int j = j0; j < j0 + W; ++j) {
       const double o = nextOffset(r);
@@ -298,28 +284,28 @@ class Network {
       if (conditioned_)
         x = _mm_set_pd(precondition(r, 1, feed ? o + inR[j] : o), precondition(r, 0, feed ? o + inL[j] : o));
       else if (feed)
-        x = _mm_add_pd(_mm_set1_pd(o), _mm_set_pd(inR[j], inL[j]));
+        x = _mm_add_pd(_mm_set1_pd(o), _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(inL + j), _mm_load_ss(inR + j))));
       else
         x = _mm_set1_pd(o);
       tone = roundPair(_mm_add_pd(_mm_mul_pd(_mm_sub_pd(tone, x), toneCoeff), x));
-      storePair(x_[0] + j, x_[1] + j, _mm_add_pd(tone, _mm_mul_pd(_mm_sub_pd(x, tone), toneMix)));
+      _mm_store_pd(x_[j], _mm_add_pd(tone, _mm_mul_pd(_mm_sub_pd(x, tone), toneMix)));
 
-      const __m128d e = pairOf(e_[0] + j, e_[1] + j);
+      const __m128d F0 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL0 + j), _mm_load_ss(fR0 + j)));
+      const __m128d F1 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL1 + j), _mm_load_ss(fR1 + j)));
+      const __m128d F2 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL2 + j), _mm_load_ss(fR2 + j)));
+      const __m128d e = _mm_and_pd(_mm_add_pd(_mm_add_pd(F0, F1), F2), magnitude);
       const __m128d rising = _mm_cmpgt_pd(e, env);
       const __m128d coeff = _mm_or_pd(_mm_and_pd(rising, attack), _mm_andnot_pd(rising, release));
       env = roundPair(_mm_add_pd(_mm_mul_pd(_mm_sub_pd(env, e), coeff), e));
-      storePair(env_[0] + j, env_[1] + j, env);
+      _mm_store_pd(env_[j], env);
 
       const __m128d od = _mm_set1_pd(-o);
-      const __m128d F0 = pairOf(F_[0][0] + j, F_[0][1] + j);
-      const __m128d F1 = pairOf(F_[0][2] + j, F_[1][0] + j);
-      const __m128d F2 = pairOf(F_[1][1] + j, F_[1][2] + j);
       d0 = roundPair(_mm_add_pd(_mm_add_pd(d0, _mm_mul_pd(_mm_sub_pd(F0, d0), dampCoeff)), od));
       d1 = roundPair(_mm_add_pd(_mm_add_pd(d1, _mm_mul_pd(_mm_sub_pd(F1, d1), dampCoeff)), od));
       d2 = roundPair(_mm_add_pd(_mm_add_pd(d2, _mm_mul_pd(_mm_sub_pd(F2, d2), dampCoeff)), od));
-      storePair(damp_[0][0] + j, damp_[0][1] + j, d0);
-      storePair(damp_[0][2] + j, damp_[1][0] + j, d1);
-      storePair(damp_[1][1] + j, damp_[1][2] + j, d2);
+      _mm_store_pd(damp_[j][0], d0);
+      _mm_store_pd(damp_[j][1], d1);
+      _mm_store_pd(damp_[j][2], d2);
     }
     _mm_store_pd(r.tone, tone);
     _mm_store_pd(r.envelope, env);
@@ -331,26 +317,31 @@ class Network {
   // Loop gains of W frames from run position j0.
   void gains(int j0) {
     const D one = V::set1(1.0);
+    D env[2];
+    V::deinterleave(env_[j0], 2, env[0], env[1]);
     for (int c = 0; c < 2; ++c) {
-      const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(V::loadd(env_[c] + j0)))))));
+      const D q = V::sqrt(V::sqrt(V::div(one, V::add(one, V::sqrt(V::sqrt(env[c]))))));
       V::stored(G_[c] + j0, V::round(V::mul(V::add(q, V::mul(V::sub(V::set1(0.95), q), V::set1(0.3))),
                                              V::set1(c_.decayGain))));
     }
   }
 
   // The six spring lines and the outputs of W frames from run position j0.
-  void springs(float* outL, float* outR, int i0, int j0) {
+  void springs(float* outL, float* outR, int i0, int j0, bool last) {
     const D g = V::set1(c_.g);
     const int i = i0 + j0;
+    D x[2], damp[2][kSpringLines];
+    V::deinterleave(x_[j0], 2, x[0], x[1]);
+    for (int k = 0; k < kSpringLines; ++k) V::deinterleave(damp_[j0][k], 2 * kSpringLines, damp[0][k], damp[1][k]);
     for (int c = 0; c < 2; ++c) {
-      const D x = V::loadd(x_[c] + j0);
+      V::store(dry_[c] + i, x[c]);
       const D G = V::loadd(G_[c] + j0);
       D taps[kSpringLines];
 #pragma GCC unroll 3
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers p = p_[c][k];
         D v = V::load(p.allpass1Read + i);
-        D u = V::sub(V::mul(g, v), V::loadd(damp_[c][k] + j0));
+        D u = V::sub(V::mul(g, v), damp[c][k]);
         V::store(p.allpass1Write + i, u);
         const D tap = V::round(V::sub(v, V::mul(g, u)));
         taps[k] = tap;
@@ -364,11 +355,17 @@ class Network {
         u = V::add(V::mul(g, v), V::load(p.returnRead + i));
         V::store(p.allpass3Write + i, u);
         const D z = V::sub(v, V::mul(g, u));
-        V::store(p.forwardWrite + i, V::add(V::mul(z, G), x));
-        V::stored(tap_[c][k] + j0, tap);
+        V::store(p.forwardWrite + i, V::add(V::mul(z, G), x[c]));
       }
       V::store((c == 0 ? outL : outR) + j0,
                V::mul(V::add(V::add(taps[0], taps[1]), taps[2]), V::set1(kTankOutputScale)));
+      if (last) {
+        alignas(64) double lane[W];
+        for (int k = 0; k < kSpringLines; ++k) {
+          V::stored(lane, taps[k]);
+          lastTap_[c][k] = static_cast<float>(lane[W - 1]);
+        }
+      }
     }
   }
 
@@ -387,7 +384,7 @@ class Network {
     for (int c = 0; c < 2; ++c) dry_[c][i] = static_cast<float>(x[c]);
     for (int c = 0; c < 2; ++c) {
       for (int k = 0; k < kSpringLines; ++k) {
-        dampen(r, c * kSpringLines + k, F[c][k], -o);
+        dampen(r, 2 * k + c, F[c][k], -o);
         lastReturn_[c][k] = p_[c][k].returnRead[i];
       }
     }
@@ -397,7 +394,7 @@ class Network {
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers& p = p_[c][k];
         double v = p.allpass1Read[i];
-        double u = g * v - r.damp[c * kSpringLines + k];
+        double u = g * v - r.damp[2 * k + c];
         p.allpass1Write[i] = static_cast<float>(u);
         lastTap_[c][k] = static_cast<float>(v - g * u);
 
@@ -430,7 +427,7 @@ class Network {
       ch.levelEnvelope = static_cast<float>(r_.envelope[c]);
       ch.feedbackGain = lastGain_[c];
       for (int k = 0; k < kSpringLines; ++k) {
-        ch.lines[k].dampState = static_cast<float>(r_.damp[c * kSpringLines + k]);
+        ch.lines[k].dampState = static_cast<float>(r_.damp[2 * k + c]);
         ch.lines[k].tapValue = lastTap_[c][k];
         ch.lines[k].returnValue = lastReturn_[c][k];
       }
@@ -448,13 +445,11 @@ class Network {
 
   // Frames per run of passes; a multiple of every W.
   static constexpr int kRun = 64;
-  alignas(64) double F_[2][kSpringLines][kRun];
-  alignas(64) double e_[2][kRun];
-  alignas(64) double x_[2][kRun];
-  alignas(64) double env_[2][kRun];
-  alignas(64) double damp_[2][kSpringLines][kRun];
+  // Frame-major pairs (left, right) from the states to the later stages.
+  alignas(64) double x_[kRun][2];
+  alignas(64) double env_[kRun][2];
+  alignas(64) double damp_[kRun][kSpringLines][2];
   alignas(64) double G_[2][kRun];
-  alignas(64) double tap_[2][kSpringLines][kRun];
 
   float lastGain_[2];
   float lastTap_[2][kSpringLines], lastReturn_[2][kSpringLines];

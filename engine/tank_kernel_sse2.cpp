@@ -14,6 +14,11 @@ struct Sse2 {
   static void store(float* p, D v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v))); }
   static D loadd(const double* p) { return _mm_load_pd(p); }
   static void stored(double* p, D v) { _mm_store_pd(p, v); }
+  static void deinterleave(const double* p, int stride, D& lo, D& hi) {
+    const D a = _mm_load_pd(p), b = _mm_load_pd(p + stride);
+    lo = _mm_unpacklo_pd(a, b);
+    hi = _mm_unpackhi_pd(a, b);
+  }
   static D round(D v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
   static D set1(double x) { return _mm_set1_pd(x); }
   static D add(D a, D b) { return _mm_add_pd(a, b); }
