@@ -50,7 +50,7 @@ class ScratchBuffers {
  public:
   explicit ScratchBuffers(int frames);
 
-  // Reallocates all six buffers when the capacity changes; contents are not kept.
+  // Reallocates all six buffers when the capacity changes; they start zeroed.
   // Answers whether it reallocated.
   bool resize(int frames);
   int frames() const { return frames_; }
