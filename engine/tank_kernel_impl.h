@@ -13,10 +13,10 @@
 // Every tank line is at least 58 samples long, so a group of up to V::W
 // frames never reads what the same group writes. Only the one-pole states
 // (tone, level envelope, damping, and the two optional input stages) depend
-// on the previous frame; they run frame by frame in scalar code. Everything
-// else runs across the frames of a group in vector lanes, each lane doing the
-// scalar operations in the scalar order, so the output is the same bit for
-// bit whatever the width.
+// on the previous frame; they run frame by frame, left and right channel side
+// by side in two lanes. Everything else runs across the frames of a group in
+// vector lanes. Every lane does the scalar operations in the scalar order, so
+// the output is the same bit for bit whatever the width.
 #pragma once
 
 #include <emmintrin.h>
@@ -58,7 +58,6 @@ struct Recurrent {
 };
 
 inline __m128d roundPair(__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
-// Two doubles from two addresses.
 
 struct Coeffs {
   double g, decayGain, dampCoeff, preLowpassCoeff, dcBlockCoeff, dcBlockGain, toneCoeff, toneMix, attack, release;
