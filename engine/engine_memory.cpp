@@ -55,9 +55,11 @@ ScratchBuffers::ScratchBuffers(int frames) { resize(frames); }
 bool ScratchBuffers::resize(int frames) {
   if (frames == frames_) return false;
   frames_ = frames;
+  // Zeroed: at half rate the output stage can take one engine frame that the
+  // tank has not written yet, and fresh memory must not reach the output.
   for (auto& buffer : storage_) {
     buffer.reset();
-    buffer = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(frames));
+    buffer = std::make_unique<float[]>(static_cast<std::size_t>(frames));
   }
   for (int c = 0; c < 2; ++c) {
     coreInput[c] = storage_[c].get();

@@ -6,23 +6,11 @@
 #include <memory>
 #include <vector>
 
+#include "tank_state.h"
+
 namespace korro {
 
-inline constexpr int kTankRingSize = 16384;
-inline constexpr int kTankRingMask = kTankRingSize - 1;
 inline constexpr int kLargeLineSize = 65536;
-inline constexpr int kSpringLines = 3;
-
-// One channel's view of the tank's rings. The large lines are used through
-// their first kTankRingSize entries only.
-struct TankLines {
-  float* dryHistory = nullptr;
-  float* forwardDelay[kSpringLines] = {};
-  float* returnDelay[kSpringLines] = {};
-  float* allpass1[kSpringLines] = {};
-  float* allpass2[kSpringLines] = {};
-  float* allpass3[kSpringLines] = {};
-};
 
 // The delay lines: 32 tank lines plus a reserve of 50 that no stage reads but
 // the clearing operations keep clearing, so footprint and clearing cost stay
@@ -62,7 +50,7 @@ class ScratchBuffers {
  public:
   explicit ScratchBuffers(int frames);
 
-  // Reallocates all six buffers when the capacity changes; contents are not kept.
+  // Reallocates all six buffers when the capacity changes; they start zeroed.
   // Answers whether it reallocated.
   bool resize(int frames);
   int frames() const { return frames_; }

@@ -66,6 +66,14 @@ class ReverbEffect : public AudioEffectX {
   std::int32_t getScratchFrames() const { return scratch.frames(); }
   float getOutputGain() const { return outputGain; }
   const korro::SpringTank& getTank() const { return tank; }
+  korro::SpringTank& getTank() { return tank; }
+  const korro::DelayMemory& getDelayMemory() const { return delayMemory; }
+  const korro::InputStage& getInputStage() const { return inputStage; }
+  const korro::OutputStage& getOutputStage() const { return outputStage; }
+  // Null for an index outside the bank.
+  korro::FilterSection* getDispersionSection(int index) {
+    return index >= 0 && index < korro::kDispersionSections ? dispersionBank[index].get() : nullptr;
+  }
 
  private:
   enum class Store { Adding, Replacing };

@@ -1,0 +1,87 @@
+// The spring tank's running state as plain data, shared by the tank's
+// processing kernels. Kept free of library headers: the wide-instruction
+// kernel is compiled on its own and must not pull in inline library code.
+#pragma once
+
+#include <cstdint>
+
+namespace korro {
+
+inline constexpr int kTankRingSize = 16384;
+inline constexpr int kTankRingMask = kTankRingSize - 1;
+inline constexpr int kSpringLines = 3;
+
+// One channel's view of the tank's rings. Lines backed by larger buffers are
+// used through their first kTankRingSize entries only.
+struct TankLines {
+  float* dryHistory = nullptr;
+  float* forwardDelay[kSpringLines] = {};
+  float* returnDelay[kSpringLines] = {};
+  float* allpass1[kSpringLines] = {};
+  float* allpass2[kSpringLines] = {};
+  float* allpass3[kSpringLines] = {};
+};
+
+struct SpringLine {
+  // forwardDelay and returnDelay share one read position.
+  std::int32_t delayRead = 0;
+  std::int32_t allpass1Read = 0;
+  std::int32_t allpass2Read = 0;
+  std::int32_t allpass3Read = 0;
+  float dampState = 0.0f;
+  float tapValue = 0.0f;
+  float returnValue = 0.0f;
+};
+
+struct TankChannel {
+  float preLowpassState = 0.0f;
+  float dcBlockPrevious = 0.0f;
+  float dcBlockState = 0.0f;
+  float toneState = 0.0f;
+  float levelEnvelope = 0.0f;
+  float feedbackGain = 0.0f;
+  SpringLine lines[kSpringLines];
+};
+
+// Derived once per block from Decay, Damp and the engine rate.
+struct TankCoefficients {
+  float allpassGain = 0.78f;
+  float decayGain = 0.0f;
+  float dampCoeff = 0.0f;
+  float preLowpassCoeff = 0.0f;
+  float dcBlockCoeff = 0.0f;
+  float toneCoeff = 0.0f;
+  float toneMix = 0.7f;
+  float envAttackCoeff = 0.0f;
+  float envReleaseCoeff = 0.0f;
+};
+
+// Everything the per-sample network reads and writes besides the rings.
+struct TankState {
+  TankChannel channels[2];
+  TankCoefficients coeffs;
+  std::int32_t writePos = kTankRingMask;
+  // Never set in operation; the stages stay for completeness of the network.
+  bool preLowpassEnabled = false;
+  bool dcBlockEnabled = false;
+};
+
+inline constexpr double kTankOutputScale = 0.2968;
+// The single-precision value nearest 1e-8; its sign alternates every frame.
+inline constexpr double kTankAntiDenormal = static_cast<double>(1e-8f);
+
+// frames engine-rate frames from in to out. With feedInput false the input is
+// not read: nothing new enters and the tail rings out.
+using TankKernel = void (*)(TankState& state, const TankLines lines[2], const float* const in[2],
+                            float* const out[2], int frames, bool feedInput);
+
+namespace tank_kernels {
+// Two lanes of double precision: any x86-64.
+void processSse2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
+                 int frames, bool feedInput);
+// Four lanes; only on processors with AVX2.
+void processAvx2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
+                 int frames, bool feedInput);
+}  // namespace tank_kernels
+
+}  // namespace korro

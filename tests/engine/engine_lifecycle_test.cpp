@@ -1,0 +1,282 @@
+// The engine inside the effect: what the block frame hands each stage, and
+// what suspend, resume and the flush clear.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "engine_test_support.h"
+#include "shell/reverb_effect.h"
+
+namespace korro::test {
+namespace {
+
+std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+  return opcode == audioMasterVersion ? 2400 : 0;
+}
+
+// The effect with its stage calls recorded.
+class Spy : public ReverbEffect {
+ public:
+  Spy() : ReverbEffect(&quietHost) {}
+  void flushDelayMemory() override {
+    ++flushes;
+    ReverbEffect::flushDelayMemory();
+  }
+  void processTank(float** in, float** out, std::int32_t frames) override {
+    tankFrames.push_back(frames);
+    ReverbEffect::processTank(in, out, frames);
+  }
+  int flushes = 0;
+  std::vector<int> tankFrames;
+};
+
+struct Effect : ::testing::Test {
+  std::unique_ptr<Spy> fx = std::make_unique<Spy>();
+  void start(float rate, std::int32_t block) {
+    fx->setSampleRate(rate);
+    fx->setBlockSize(block);
+    fx->resume();
+  }
+  // Runs frames of in through the effect, replacing, in blocks of at most block.
+  void play(Signal& in, Signal& out, int frames, int block) {
+    for (int done = 0; done < frames; done += block) {
+      const int n = std::min(block, frames - done);
+      float* i[2] = {in.left.data() + done, in.right.data() + done};
+      float* o[2] = {out.left.data() + done, out.right.data() + done};
+      fx->processReplacing(i, o, n);
+    }
+  }
+  static Signal noise(int frames, float level = 0.5f) {
+    Signal s(frames);
+    std::mt19937 rng(9);
+    std::uniform_real_distribution<float> u(-level, level);
+    for (int i = 0; i < frames; ++i) s.left[i] = u(rng), s.right[i] = u(rng);
+    return s;
+  }
+  static double peak(const std::vector<float>& v, int from = 0) {
+    double p = 0.0;
+    for (std::size_t i = from; i < v.size(); ++i) p = std::max(p, static_cast<double>(std::fabs(v[i])));
+    return p;
+  }
+};
+
+TEST_F(Effect, TankGetsHalfTheHostFramesRoundedDownAtHalfRate) {
+  start(96000.0f, 1024);
+  Signal in(1024), out(1024);
+  for (int n : {513, 512, 15, 1}) play(in, out, n, n);
+  EXPECT_EQ(fx->tankFrames, (std::vector<int>{256, 256, 7, 0}));
+}
+
+TEST_F(Effect, EveryBlockReachesTheTankEvenWithoutFrames) {
+  start(44100.0f, 512);
+  Signal in(600), out(600);
+  float* i[2] = {in.left.data(), in.right.data()};
+  float* o[2] = {out.left.data(), out.right.data()};
+  for (int n : {0, 1, 300, 512}) fx->processReplacing(i, o, n);
+  EXPECT_EQ(fx->tankFrames, (std::vector<int>{0, 1, 300, 512}));
+  fx->tankFrames.clear();
+  start(96000.0f, 512);
+  for (int n : {0, 1, 3, 512}) fx->processReplacing(i, o, n);
+  EXPECT_EQ(fx->tankFrames, (std::vector<int>{0, 0, 1, 256}));
+}
+
+TEST_F(Effect, OnlyABlockOfMoreThanAMillionFramesFlushes) {
+  start(44100.0f, 4096);
+  const int n = 1000001;
+  Signal in(n), out(n);
+  float* marker = const_cast<float*>(fx->getDelayMemory().channel(0).dryHistory) + 40000;  // never used by the tank
+  *marker = 5.0f;
+  play(in, out, 1000000, 1000000);
+  EXPECT_EQ(fx->flushes, 0);
+  EXPECT_EQ(*marker, 5.0f);
+  play(in, out, n, n);
+  EXPECT_EQ(fx->flushes, 1);
+  EXPECT_EQ(*marker, 0.0f);
+  EXPECT_EQ(fx->getInputStage().flushCountdown, 0);
+  EXPECT_EQ(fx->getInputStage().fadeGainFast, 1.0f) << "the fades have risen again within the block";
+  for (int i = 0; i < n; i += 997) ASSERT_TRUE(std::isfinite(out.left[i]));
+}
+
+TEST_F(Effect, FlushClearsAllButThreeLinesPerChannelSoTheTankStillRings) {
+  start(44100.0f, 512);
+  fx->setParameter(kMix, 1.0f);
+  Signal burst = noise(44100), out(44100);
+  play(burst, out, 44100, 512);
+
+  const TankState before = fx->getTank().state();
+  fx->flushDelayMemory();
+  const TankState& after = fx->getTank().state();
+  EXPECT_EQ(after.writePos, before.writePos);
+  for (int c = 0; c < 2; ++c) {
+    for (int n = 0; n < kSpringLines; ++n) {
+      EXPECT_EQ(after.channels[c].lines[n].delayRead, before.channels[c].lines[n].delayRead);
+      EXPECT_EQ(after.channels[c].lines[n].allpass1Read, before.channels[c].lines[n].allpass1Read);
+      EXPECT_EQ(after.channels[c].lines[n].dampState, before.channels[c].lines[n].dampState);
+    }
+    EXPECT_EQ(after.channels[c].levelEnvelope, before.channels[c].levelEnvelope);
+  }
+  EXPECT_EQ(fx->getInputStage().fadeGainFast, 0.0f);
+  for (int c = 0; c < 2; ++c) {
+    for (int k = 0; k < HalfRateRing::kSize; ++k) {
+      EXPECT_EQ(fx->getInputStage().decimator.ring[c][k], 0.0f);
+      EXPECT_EQ(fx->getOutputStage().interpolator.ring[c][k], 0.0f);
+    }
+  }
+
+  Signal silence(22050), tail(22050);
+  play(silence, tail, 22050, 512);
+  EXPECT_GT(peak(tail.left), 1e-3) << "forward delays 2 and 3 and return delay 1 keep circulating";
+  EXPECT_GT(peak(tail.right), 1e-3);
+
+  // Resume, by contrast, empties the tank.
+  fx->resume();
+  play(silence, tail, 22050, 512);
+  EXPECT_LT(peak(tail.left), 1e-6);
+}
+
+TEST(DelayMemory, PartialClearKeepsExactlyThreeTankLinesPerChannelAndFourteenReserveLines) {
+  DelayMemory memory;
+  auto fillAll = [&] {
+    for (const DelayMemory::Line& l : memory.lines()) std::fill_n(l.data.get(), l.size, 7.0f);
+  };
+  auto all = [](const float* p, int n, float v) { return std::all_of(p, p + n, [v](float x) { return x == v; }); };
+  ASSERT_EQ(memory.lines().size(), 82u);
+  int large = 0;
+  for (const DelayMemory::Line& l : memory.lines()) large += l.size == 65536;
+  EXPECT_EQ(large, 6);
+
+  fillAll();
+  memory.clearPartial();
+  for (int c = 0; c < 2; ++c) {
+    const TankLines& t = memory.channel(c);
+    EXPECT_TRUE(all(t.dryHistory, 65536, 0.0f));
+    EXPECT_TRUE(all(t.forwardDelay[0], 65536, 0.0f));
+    EXPECT_TRUE(all(t.forwardDelay[1], kTankRingSize, 7.0f));
+    EXPECT_TRUE(all(t.forwardDelay[2], kTankRingSize, 7.0f));
+    EXPECT_TRUE(all(t.returnDelay[0], kTankRingSize, 7.0f));
+    EXPECT_TRUE(all(t.returnDelay[1], kTankRingSize, 0.0f));
+    EXPECT_TRUE(all(t.returnDelay[2], kTankRingSize, 0.0f));
+    for (int n = 0; n < kSpringLines; ++n) {
+      EXPECT_TRUE(all(t.allpass1[n], kTankRingSize, 0.0f));
+      EXPECT_TRUE(all(t.allpass2[n], kTankRingSize, 0.0f));
+      EXPECT_TRUE(all(t.allpass3[n], kTankRingSize, 0.0f));
+    }
+  }
+  int clearedLarge = 0, clearedSmall = 0, kept = 0;
+  for (const DelayMemory::Line& l : memory.lines()) {
+    if (all(l.data.get(), l.size, 0.0f))
+      (l.size == 65536 ? clearedLarge : clearedSmall)++;
+    else if (all(l.data.get(), l.size, 7.0f))
+      ++kept;
+  }
+  EXPECT_EQ(clearedLarge, 6);
+  EXPECT_EQ(clearedSmall, 56);
+  EXPECT_EQ(kept, 20);
+
+  fillAll();
+  memory.clearHeads();
+  for (const DelayMemory::Line& l : memory.lines()) {
+    EXPECT_TRUE(all(l.data.get(), kTankRingSize, 0.0f));
+    EXPECT_TRUE(all(l.data.get() + kTankRingSize, l.size - kTankRingSize, 7.0f)) << "the rest stays";
+  }
+}
+
+TEST_F(Effect, SuspendAndResumeResetTheirOwnPartsOfTheTank) {
+  start(44100.0f, 512);
+  Signal burst = noise(5000), out(5000);
+  play(burst, out, 5000, 512);
+  float* upper = const_cast<float*>(fx->getDelayMemory().channel(1).forwardDelay[0]) + 50000;
+  *upper = 3.0f;
+
+  TankState& s = fx->getTank().state();
+  for (TankChannel& ch : s.channels) {
+    ch.preLowpassState = ch.dcBlockPrevious = ch.dcBlockState = 0.5f;
+    for (SpringLine& l : ch.lines) l.dampState = 0.25f, l.returnValue = -0.25f;
+  }
+  fx->resume();
+  EXPECT_EQ(*upper, 3.0f) << "resume clears only the first 16,384 entries";
+  EXPECT_EQ(s.writePos, 16383);
+  for (const TankChannel& ch : s.channels) {
+    EXPECT_EQ(ch.levelEnvelope, 0.0f);
+    EXPECT_EQ(ch.toneState, 0.0f);
+    EXPECT_EQ(ch.preLowpassState, 0.5f) << "resume leaves the optional stages alone";
+    for (const SpringLine& l : ch.lines) {
+      EXPECT_EQ(l.dampState, 0.0f);
+      EXPECT_EQ(l.returnValue, 0.0f);
+    }
+  }
+
+  play(burst, out, 5000, 512);
+  for (TankChannel& ch : s.channels)
+    for (SpringLine& l : ch.lines) l.dampState = 0.25f, l.returnValue = -0.25f;
+  fx->suspend();
+  EXPECT_EQ(*upper, 0.0f) << "suspend clears the large lines whole";
+  EXPECT_EQ(s.writePos, 16383);
+  EXPECT_EQ(fx->getEngineRate(), 44100.0);
+  for (const TankChannel& ch : s.channels) {
+    EXPECT_EQ(ch.levelEnvelope, 0.0f);
+    EXPECT_EQ(ch.toneState, 0.0f);
+    EXPECT_EQ(ch.preLowpassState, 0.0f);
+    EXPECT_EQ(ch.dcBlockPrevious, 0.0f);
+    EXPECT_EQ(ch.dcBlockState, 0.0f);
+    for (const SpringLine& l : ch.lines) {
+      EXPECT_EQ(l.dampState, 0.25f) << "suspend leaves damping and return values";
+      EXPECT_EQ(l.returnValue, -0.25f);
+    }
+  }
+  EXPECT_EQ(fx->getInputStage().fadeGainFast, 0.0f);
+  EXPECT_EQ(fx->getInputStage().fadeGainSlow, 0.0f);
+}
+
+TEST_F(Effect, BypassValueBelowOneStopsFeedingTheTank) {
+  for (float bypass : {0.0f, 0.7f, 1.0f}) {
+    fx = std::make_unique<Spy>();
+    start(44100.0f, 512);
+    fx->setParameter(kMix, 1.0f);
+    fx->setParameter(kBypass, bypass);
+    Signal in = noise(4000), out(4000);
+    play(in, out, 4000, 512);
+    if (bypass < 1.0f)
+      EXPECT_LT(peak(out.left), 1e-6) << bypass << ": the input is not read and the tank stays empty";
+    else
+      EXPECT_GT(peak(out.left, 1279), 1e-2) << "fed, the tank answers after one forward delay";
+  }
+}
+
+TEST_F(Effect, BlockCountGrowsOncePerBlockEvenWithoutFrames) {
+  start(44100.0f, 512);
+  Signal in(512, 0.5f), out(512);
+  float* i[2] = {in.left.data(), in.right.data()};
+  float* o[2] = {out.left.data(), out.right.data()};
+  fx->blockCount = 0;
+  fx->processReplacing(i, o, 0);
+  fx->process(i, o, 0);
+  EXPECT_EQ(fx->blockCount, 2);
+  fx->setParameter(kMix, 0.0f);
+  fx->setParameter(kOutput, 1.0f);  // gain 4
+  in.left[17] = -0.3f;
+  fx->processReplacing(i, o, 512);
+  EXPECT_EQ(fx->blockCount, 3);
+  EXPECT_EQ(fx->peakLeft, 2.0f);
+  EXPECT_EQ(fx->peakRight, 2.0f);
+}
+
+TEST_F(Effect, FirstOddBlockAtHalfRateAfterAResizeReadsNoStrayValues) {
+  // The interpolator takes one engine frame more than the tank made: it must
+  // not be whatever the newly allocated buffer happened to hold.
+  for (std::int32_t block : {64, 100, 3000}) {
+    fx = std::make_unique<Spy>();
+    start(96000.0f, block);
+    fx->setParameter(kMix, 1.0f);
+    Signal in(5), out(5);
+    play(in, out, 5, 5);
+    EXPECT_LT(peak(out.left), 1e-6) << block;
+    EXPECT_LT(peak(out.right), 1e-6) << block;
+  }
+}
+
+}  // namespace
+}  // namespace korro::test

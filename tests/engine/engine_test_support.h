@@ -1,0 +1,64 @@
+// Small helpers shared by the engine tests.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "engine/engine_memory.h"
+#include "engine/spring_tank.h"
+
+namespace korro::test {
+
+inline std::uint32_t bitsOf(float v) {
+  std::uint32_t b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+// Same bits, or both NaN (NaN payloads may differ with operand order).
+inline bool sameFloat(float a, float b) { return bitsOf(a) == bitsOf(b) || (std::isnan(a) && std::isnan(b)); }
+
+inline bool isSubnormal(float v) { return std::fpclassify(v) == FP_SUBNORMAL; }
+
+// Delay memory as a new effect has it: every line zero.
+inline std::unique_ptr<DelayMemory> clearedMemory() {
+  auto memory = std::make_unique<DelayMemory>();
+  memory->clearHeads();
+  memory->clearPartial();
+  return memory;
+}
+
+// The tank's fifteen rings of one channel, in a fixed order.
+inline std::vector<const float*> tankRings(const TankLines& l) {
+  std::vector<const float*> rings{l.dryHistory};
+  for (int n = 0; n < kSpringLines; ++n) {
+    rings.push_back(l.forwardDelay[n]);
+    rings.push_back(l.returnDelay[n]);
+    rings.push_back(l.allpass1[n]);
+    rings.push_back(l.allpass2[n]);
+    rings.push_back(l.allpass3[n]);
+  }
+  return rings;
+}
+
+// A stereo signal buffer of engine-rate frames.
+struct Signal {
+  explicit Signal(int frames, float fill = 0.0f) : left(frames, fill), right(frames, fill) {}
+  const float* const* in() {
+    ptr[0] = left.data();
+    ptr[1] = right.data();
+    return ptr;
+  }
+  float* const* out() {
+    ptr[0] = left.data();
+    ptr[1] = right.data();
+    return ptr;
+  }
+  std::vector<float> left, right;
+  float* ptr[2] = {};
+};
+
+}  // namespace korro::test

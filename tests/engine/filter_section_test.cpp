@@ -1,0 +1,232 @@
+// Filter sections and the dispersion bank: the designs' documented responses
+// and edge cases.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <cstring>
+#include <random>
+
+#include "engine/filter_section.h"
+#include "shell/reverb_effect.h"
+
+namespace korro::test {
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+// Magnitude of the section's biquad response at frequency f, from its coefficients.
+double magnitude(const FilterSection& s, double f) {
+  const std::complex<double> z1 = std::polar(1.0, -2.0 * kPi * f / s.sampleRate);
+  const std::complex<double> z2 = z1 * z1;
+  return std::abs((s.b0 + s.b1 * z1 + s.b2 * z2) / (1.0 + s.a1 * z1 + s.a2 * z2));
+}
+
+// Magnitude of the DFT of y[from, from + n) at a third of the rate.
+double thirdOfRate(const std::vector<double>& y, int from, int n) {
+  std::complex<double> acc = 0.0;
+  for (int i = 0; i < n; ++i) acc += y[from + i] * std::polar(1.0, -2.0 * kPi * i / 3.0);
+  return std::abs(acc) / n;
+}
+
+std::uint64_t bitsOf(double v) {
+  std::uint64_t b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+TEST(FilterSection, UnknownTypeKeepsUnitCoefficientsAndRingsUndampedAtAThirdOfTheRate) {
+  for (int type : {11, -1, 1000}) {
+    FilterSection s(44100.0, type, 1000.0, 0.7, 6.0);
+    for (double c : {s.a0, s.a1, s.a2, s.b0, s.b1, s.b2}) EXPECT_EQ(c, 1.0) << type;
+    std::vector<double> y(40000);
+    for (int i = 0; i < 40000; ++i) y[i] = s.processSample(i == 0 ? 1.0 : 0.0);
+    EXPECT_NEAR(y[0], 1.0, 1e-12);
+    const double early = thirdOfRate(y, 30, 3000);
+    const double late = thirdOfRate(y, 36000, 3000);
+    EXPECT_GT(early, 0.0) << type;
+    EXPECT_GT(late, 0.5 * early) << type << ": the poles sit on the unit circle";
+    EXPECT_LT(late, 2.0 * early) << type;
+  }
+  // A real design at the same place dies away.
+  FilterSection allPass(44100.0, AllPass, 14700.0, 0.7, 0.0);
+  std::vector<double> y(40000);
+  for (int i = 0; i < 40000; ++i) y[i] = allPass.processSample(i == 0 ? 1.0 : 0.0);
+  EXPECT_LT(thirdOfRate(y, 36000, 3000), 1e-6 * thirdOfRate(y, 0, 3000));
+}
+
+TEST(FilterSection, NoneReturnsTheInputBitForBitWhileOthersSeeTheOffset) {
+  FilterSection none(44100.0, None, 1000.0, 0.7, 0.0);
+  const double inputs[] = {0.1, -0.0, 1e-310, 1e300, -3.5, INFINITY, 12345.678};
+  for (double x : inputs) EXPECT_EQ(bitsOf(none.processSample(x)), bitsOf(x)) << x;
+  // xIn still follows the input plus the alternating offset.
+  FilterSection fresh(44100.0, None, 1000.0, 0.7, 0.0);
+  fresh.processSample(0.5);
+  EXPECT_EQ(fresh.xIn, 0.5 - 1e-14);
+  fresh.processSample(0.5);
+  EXPECT_EQ(fresh.xIn, 0.5 + 1e-14);
+
+  // Every other type sees the offset: a zero-frequency DC block passes its offset input.
+  FilterSection dc(44100.0, DcBlock, 0.0, 0.7, 0.0);
+  EXPECT_EQ(dc.processSample(0.0), -1e-14);
+  EXPECT_EQ(dc.processSample(0.0), 1e-14);
+}
+
+TEST(FilterSection, EverySetterRestartsFromSilence) {
+  struct Setter {
+    const char* name;
+    void (*apply)(FilterSection&);
+  } setters[] = {
+      {"frequency", [](FilterSection& s) { s.setFrequency(1000.0); }},
+      {"q", [](FilterSection& s) { s.setQ(0.7); }},
+      {"gain", [](FilterSection& s) { s.setGain(3.0); }},
+      {"type", [](FilterSection& s) { s.setType(Peak); }},
+      {"rate", [](FilterSection& s) { s.setSampleRate(44100.0); }},
+  };
+  std::mt19937 rng(2);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  for (const Setter& setter : setters) {
+    FilterSection used(44100.0, Peak, 1000.0, 0.7, 3.0);
+    for (int i = 0; i < 64; ++i) used.processSample(u(rng));  // even: the offset's sign is back where it started
+    setter.apply(used);
+    FilterSection fresh(44100.0, Peak, 1000.0, 0.7, 3.0);
+    for (int i = 0; i < 50; ++i) {
+      const double x = i == 0 ? 1.0 : 0.0;
+      ASSERT_EQ(bitsOf(used.processSample(x)), bitsOf(fresh.processSample(x))) << setter.name << " sample " << i;
+    }
+  }
+}
+
+TEST(FilterSection, AllPassKeepsTheMagnitudeAndBandPassIsUnityAtItsFrequency) {
+  for (double rate : {44100.0, 48000.0, 96000.0}) {
+    for (double f : {100.0, 1000.0, 5200.0, 15000.0}) {
+      for (double q : {0.3, 0.5, 2.4}) {
+        const FilterSection ap(rate, AllPass, f, q, 24.0);
+        EXPECT_NEAR(ap.b2, 1.0, 1e-15);
+        for (double probe : {20.0, f / 2, f, 2 * f, rate * 0.45}) EXPECT_NEAR(magnitude(ap, probe), 1.0, 1e-9);
+
+        const FilterSection bp(rate, BandPass, f, q, 0.0);
+        EXPECT_NEAR(magnitude(bp, f), 1.0, 1e-9) << rate << " " << f << " " << q;
+        EXPECT_LT(magnitude(bp, f / 8), 0.9);
+        EXPECT_EQ(bp.b1, 0.0);
+      }
+    }
+  }
+}
+
+TEST(FilterSection, DcBlockHasUnitInputGainSoNyquistGainIsTwoOverOnePlusPole) {
+  for (double f : {20.0, 200.0, 2000.0}) {
+    FilterSection dc(44100.0, DcBlock, f, 0.7, 0.0);
+    const double p = std::pow(0.005, f / 44100.0);
+    EXPECT_EQ(dc.a1, 1.0);
+    EXPECT_NEAR(dc.a0, p, 1e-15);
+    double y = 0.0;
+    for (int i = 0; i < 20000; ++i) y = dc.processSample(i % 2 ? -1.0 : 1.0);
+    EXPECT_NEAR(std::fabs(y), 2.0 / (1.0 + p), 1e-9) << f;
+  }
+}
+
+TEST(FilterSection, ZeroFrequencyFreezesTheOnePoleLowPass) {
+  FilterSection lp(44100.0, OnePoleLowPass, 0.0, 0.7, 0.0);
+  EXPECT_EQ(lp.a0, 1.0);
+  EXPECT_EQ(lp.a1, 1.0);
+  std::mt19937 rng(5);
+  std::uniform_real_distribution<double> u(-10.0, 10.0);
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(lp.processSample(u(rng)), 0.0) << i;
+
+  FilterSection nonzero(44100.0, OnePoleLowPass, 1000.0, 0.7, 0.0);
+  const double p = std::pow(0.005, 1000.0 / 44100.0);
+  EXPECT_NEAR(nonzero.a0, p, 1e-15);
+  EXPECT_NEAR(nonzero.a1, (p + 1) * 0.5, 1e-15);
+  double y = 0.0;
+  for (int i = 0; i < 45; ++i) y = nonzero.processSample(1.0);  // 1 ms: 99.5 % of the step
+  EXPECT_NEAR(y, 1.0, 0.006);
+
+  FilterSection dc(44100.0, DcBlock, 0.0, 0.7, 0.0);
+  for (int i = 0; i < 1000; ++i) {
+    const double x = u(rng);
+    ASSERT_NEAR(dc.processSample(x), x, 1e-12) << i;
+  }
+}
+
+TEST(FilterSection, LowPassRaisesTheOffsetForGood) {
+  FilterSection s(44100.0, HighPass, 1000.0, 0.7, 0.0);
+  EXPECT_EQ(s.antiDenormal, 1e-14);
+  s.setType(LowPass);
+  EXPECT_EQ(s.antiDenormal, 1e-12);
+  s.setType(HighPass);
+  s.processSample(0.0);
+  EXPECT_EQ(std::fabs(s.antiDenormal), 1e-12);
+  EXPECT_EQ(s.xIn, -1e-12);
+}
+
+// The bank as documented: chain A, chain B, ladder A, ladder B.
+constexpr double kChainA[4][2] = {{100, 0.3}, {406, 0.6}, {1600, 1.2}, {5204, 2.4}};
+constexpr double kChainB[4][2] = {{105, 0.3}, {400, 0.6}, {1603, 1.2}, {5200, 2.4}};
+constexpr double kLadderA[12] = {7127.189745122714, 6381.352228912162, 5656.85424949238, 5064.88262057739,
+                                 4489.8481932374925, 4020, 3563.594872561357, 3190.676114456081,
+                                 2828.42712474619, 2532.441310288695, 2244.9240966187463, 2010};
+constexpr double kLadderB[12] = {7162.825693848327, 6349.604207872799, 5685.1385207398425, 5039.684199579493,
+                                 4512.29743420368, 4000, 3581.4128469241637, 3174.8021039363994,
+                                 2842.5692603699213, 2519.8420997897465, 2256.14871710184, 2000};
+
+TEST(DispersionBank, LaddersFollowSixthOctaveStepsAndTheTableIsComplete) {
+  for (int k = 0; k < 12; ++k) {
+    const bool upper = k < 6;
+    const double even = upper ? 4000 : 2000, odd = upper ? 4020 : 2010;
+    const double step = std::pow(2.0, (5 - k % 6) / 6.0);
+    EXPECT_NEAR((k % 2 == 0 ? even : odd) * step, kLadderA[k], 1e-9 * kLadderA[k]) << k;
+    EXPECT_NEAR((k % 2 == 0 ? odd : even) * step, kLadderB[k], 1e-9 * kLadderB[k]) << k;
+  }
+  // The engine's table holds exactly these 32 sections, chains first, then ladder A, then ladder B.
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(kDispersionBank[2 * i].frequency, kChainA[i][0]);
+    EXPECT_EQ(kDispersionBank[2 * i].q, kChainA[i][1]);
+    EXPECT_EQ(kDispersionBank[2 * i + 1].frequency, kChainB[i][0]);
+    EXPECT_EQ(kDispersionBank[2 * i + 1].q, kChainB[i][1]);
+  }
+  for (int k = 0; k < 12; ++k) {
+    EXPECT_EQ(kDispersionBank[8 + k].frequency, kLadderA[k]);
+    EXPECT_EQ(kDispersionBank[20 + k].frequency, kLadderB[k]);
+    EXPECT_EQ(kDispersionBank[8 + k].q, 0.5);
+    EXPECT_EQ(kDispersionBank[20 + k].q, 0.5);
+  }
+}
+
+std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+  return opcode == audioMasterVersion ? 2400 : 0;
+}
+
+TEST(DispersionBank, SuspendRedesignsInPlaceAndResumeMovesToTheEngineRate) {
+  ReverbEffect fx(&quietHost);
+  EXPECT_EQ(fx.getDispersionSection(-1), nullptr);
+  EXPECT_EQ(fx.getDispersionSection(kDispersionSections), nullptr);
+  for (int i = 0; i < kDispersionSections; ++i) {
+    const FilterSection& s = *fx.getDispersionSection(i);
+    EXPECT_EQ(s.type, AllPass);
+    EXPECT_EQ(s.sampleRate, 44100.0);
+    EXPECT_EQ(s.gainDb, 24.0);
+  }
+
+  fx.setSampleRate(96000.0f);
+  fx.resume();
+  for (int i = 0; i < kDispersionSections; ++i) {
+    FilterSection& s = *fx.getDispersionSection(i);
+    const FilterSection expected(48000.0, AllPass, kDispersionBank[i].frequency, kDispersionBank[i].q, 24.0);
+    ASSERT_EQ(s.sampleRate, 48000.0) << i;
+    for (auto [got, want] : {std::pair{s.a1, expected.a1}, {s.a2, expected.a2}, {s.b0, expected.b0}, {s.b2, expected.b2}})
+      ASSERT_EQ(got, want) << i;
+    s.processSample(0.5);
+    s.processSample(-0.25);
+  }
+
+  fx.suspend();
+  for (int i = 0; i < kDispersionSections; ++i) {
+    const FilterSection& s = *fx.getDispersionSection(i);
+    EXPECT_EQ(s.sampleRate, 48000.0) << "suspend keeps each section's rate";
+    for (double v : {s.xIn, s.x1, s.x2, s.y, s.y1, s.y2}) EXPECT_EQ(v, 0.0) << i;
+  }
+}
+
+}  // namespace
+}  // namespace korro::test
