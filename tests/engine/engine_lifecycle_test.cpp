@@ -41,7 +41,7 @@ struct Effect : ::testing::Test {
     fx->resume();
   }
   // Runs frames of in through the effect, replacing, in blocks of at most block.
-  void play(Signal& in, Signal& out, int frames, int block) {
+  void play(StereoBuffer& in, StereoBuffer& out, int frames, int block) {
     for (int done = 0; done < frames; done += block) {
       const int n = std::min(block, frames - done);
       float* i[2] = {in.left.data() + done, in.right.data() + done};
@@ -49,8 +49,8 @@ struct Effect : ::testing::Test {
       fx->processReplacing(i, o, n);
     }
   }
-  static Signal noise(int frames, float level = 0.5f) {
-    Signal s(frames);
+  static StereoBuffer noise(int frames, float level = 0.5f) {
+    StereoBuffer s(frames);
     std::mt19937 rng(9);
     std::uniform_real_distribution<float> u(-level, level);
     for (int i = 0; i < frames; ++i) s.left[i] = u(rng), s.right[i] = u(rng);
@@ -65,14 +65,14 @@ struct Effect : ::testing::Test {
 
 TEST_F(Effect, TankGetsHalfTheHostFramesRoundedDownAtHalfRate) {
   start(96000.0f, 1024);
-  Signal in(1024), out(1024);
+  StereoBuffer in(1024), out(1024);
   for (int n : {513, 512, 15, 1}) play(in, out, n, n);
   EXPECT_EQ(fx->tankFrames, (std::vector<int>{256, 256, 7, 0}));
 }
 
 TEST_F(Effect, EveryBlockReachesTheTankEvenWithoutFrames) {
   start(44100.0f, 512);
-  Signal in(600), out(600);
+  StereoBuffer in(600), out(600);
   float* i[2] = {in.left.data(), in.right.data()};
   float* o[2] = {out.left.data(), out.right.data()};
   for (int n : {0, 1, 300, 512}) fx->processReplacing(i, o, n);
@@ -86,7 +86,7 @@ TEST_F(Effect, EveryBlockReachesTheTankEvenWithoutFrames) {
 TEST_F(Effect, OnlyABlockOfMoreThanAMillionFramesFlushes) {
   start(44100.0f, 4096);
   const int n = 1000001;
-  Signal in(n), out(n);
+  StereoBuffer in(n), out(n);
   float* marker = const_cast<float*>(fx->getDelayMemory().channel(0).dryHistory) + 40000;  // never used by the tank
   *marker = 5.0f;
   play(in, out, 1000000, 1000000);
@@ -103,7 +103,7 @@ TEST_F(Effect, OnlyABlockOfMoreThanAMillionFramesFlushes) {
 TEST_F(Effect, FlushClearsAllButThreeLinesPerChannelSoTheTankStillRings) {
   start(44100.0f, 512);
   fx->setParameter(kMix, 1.0f);
-  Signal burst = noise(44100), out(44100);
+  StereoBuffer burst = noise(44100), out(44100);
   play(burst, out, 44100, 512);
 
   const TankState before = fx->getTank().state();
@@ -126,7 +126,7 @@ TEST_F(Effect, FlushClearsAllButThreeLinesPerChannelSoTheTankStillRings) {
     }
   }
 
-  Signal silence(22050), tail(22050);
+  StereoBuffer silence(22050), tail(22050);
   play(silence, tail, 22050, 512);
   EXPECT_GT(peak(tail.left), 1e-3) << "forward delays 2 and 3 and return delay 1 keep circulating";
   EXPECT_GT(peak(tail.right), 1e-3);
@@ -186,7 +186,7 @@ TEST(DelayMemory, PartialClearKeepsExactlyThreeTankLinesPerChannelAndFourteenRes
 
 TEST_F(Effect, SuspendAndResumeResetTheirOwnPartsOfTheTank) {
   start(44100.0f, 512);
-  Signal burst = noise(5000), out(5000);
+  StereoBuffer burst = noise(5000), out(5000);
   play(burst, out, 5000, 512);
   float* upper = const_cast<float*>(fx->getDelayMemory().channel(1).forwardDelay[0]) + 50000;
   *upper = 3.0f;
@@ -237,7 +237,7 @@ TEST_F(Effect, BypassValueBelowOneStopsFeedingTheTank) {
     start(44100.0f, 512);
     fx->setParameter(kMix, 1.0f);
     fx->setParameter(kBypass, bypass);
-    Signal in = noise(4000), out(4000);
+    StereoBuffer in = noise(4000), out(4000);
     play(in, out, 4000, 512);
     if (bypass < 1.0f)
       EXPECT_LT(peak(out.left), 1e-6) << bypass << ": the input is not read and the tank stays empty";
@@ -248,7 +248,7 @@ TEST_F(Effect, BypassValueBelowOneStopsFeedingTheTank) {
 
 TEST_F(Effect, BlockCountGrowsOncePerBlockEvenWithoutFrames) {
   start(44100.0f, 512);
-  Signal in(512, 0.5f), out(512);
+  StereoBuffer in(512, 0.5f), out(512);
   float* i[2] = {in.left.data(), in.right.data()};
   float* o[2] = {out.left.data(), out.right.data()};
   fx->blockCount = 0;
@@ -271,7 +271,7 @@ TEST_F(Effect, FirstOddBlockAtHalfRateAfterAResizeReadsNoStrayValues) {
     fx = std::make_unique<Spy>();
     start(96000.0f, block);
     fx->setParameter(kMix, 1.0f);
-    Signal in(5), out(5);
+    StereoBuffer in(5), out(5);
     play(in, out, 5, 5);
     EXPECT_LT(peak(out.left), 1e-6) << block;
     EXPECT_LT(peak(out.right), 1e-6) << block;

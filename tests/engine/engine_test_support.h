@@ -9,6 +9,7 @@
 
 #include "engine/engine_memory.h"
 #include "engine/spring_tank.h"
+#include "support/stereo_buffer.h"
 
 namespace korro::test {
 
@@ -43,22 +44,5 @@ inline std::vector<const float*> tankRings(const TankLines& l) {
   }
   return rings;
 }
-
-// A stereo signal buffer of engine-rate frames.
-struct Signal {
-  explicit Signal(int frames, float fill = 0.0f) : left(frames, fill), right(frames, fill) {}
-  const float* const* in() {
-    ptr[0] = left.data();
-    ptr[1] = right.data();
-    return ptr;
-  }
-  float* const* out() {
-    ptr[0] = left.data();
-    ptr[1] = right.data();
-    return ptr;
-  }
-  std::vector<float> left, right;
-  float* ptr[2] = {};
-};
 
 }  // namespace korro::test

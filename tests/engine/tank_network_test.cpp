@@ -44,7 +44,7 @@ void expectSameState(const TankState& got, const TankState& want, const std::str
 }
 
 // Fills a block with one of several kinds of material, from silence to very loud.
-void fillBlock(Signal& s, int frames, std::mt19937& rng) {
+void fillBlock(StereoBuffer& s, int frames, std::mt19937& rng) {
   std::uniform_real_distribution<float> u(-1.0f, 1.0f);
   const int kind = static_cast<int>(rng() % 6);
   const float level = kind == 5 ? 40.0f : 1.0f;
@@ -131,7 +131,7 @@ TEST_P(VectorisedTank, EqualsThePlainTankBitForBit) {
     for (TankState* s : {&fast.state(), &plain.state()})
       s->preLowpassEnabled = s->dcBlockEnabled = cfg.conditioning;
 
-    Signal in(4096), outFast(4096, 7.0f), outPlain(4096, 7.0f);
+    StereoBuffer in(4096), outFast(4096, 7.0f), outPlain(4096, 7.0f);
     float decay = 0.5f, damp = 0.25f;
     bool feed = true;
     long total = 0;
@@ -176,7 +176,7 @@ TEST_P(VectorisedTank, NonPositiveFrameCountsTouchNothing) {
   SpringTank tank(*memory);
   ASSERT_TRUE(tank.useIsa(GetParam()));
   tank.update(0.5f, 0.25f, 44100.0);
-  Signal in(64, 1.0f), out(64, 3.0f);
+  StereoBuffer in(64, 1.0f), out(64, 3.0f);
   tank.process(in.in(), out.out(), 64, true);  // something in the rings and states
   tank.update(0.5f, 0.25f, 44100.0);
   const TankState before = tank.state();
@@ -214,7 +214,7 @@ struct Tank {
       : memory(clearedMemory()), tank(*memory), rate(rate), decay(decay), damp(damp) {
     tank.resetForResume();
   }
-  void run(Signal& in, Signal& out, int frames, bool feed = true, int block = 512) {
+  void run(StereoBuffer& in, StereoBuffer& out, int frames, bool feed = true, int block = 512) {
     for (int done = 0; done < frames; done += block) {
       const int n = std::min(block, frames - done);
       const float* i[2] = {in.left.data() + done, in.right.data() + done};
@@ -235,7 +235,7 @@ TEST(TankNetwork, ImpulseIsFirstHeardOneForwardDelayLaterAndOnlyInItsChannel) {
   for (int side = 0; side < 2; ++side) {
     Tank t;
     const int frames = 20000;
-    Signal in(frames), out(frames);
+    StereoBuffer in(frames), out(frames);
     (side == 0 ? in.left : in.right)[0] = 1.0f;
     t.run(in, out, frames);
     const std::vector<float>& hit = side == 0 ? out.left : out.right;
@@ -252,13 +252,13 @@ TEST(TankNetwork, ImpulseIsFirstHeardOneForwardDelayLaterAndOnlyInItsChannel) {
 
 TEST(TankNetwork, UnfedTankReadsNoInputAndRingsOutUndisturbed) {
   const int frames = 6000;
-  Signal burst(frames), poison(frames, std::nanf("")), silence(frames);
+  StereoBuffer burst(frames), poison(frames, std::nanf("")), silence(frames);
   std::mt19937 rng(3);
   std::uniform_real_distribution<float> u(-0.5f, 0.5f);
   for (int i = 0; i < 2000; ++i) burst.left[i] = u(rng), burst.right[i] = u(rng);
 
   Tank empty;
-  Signal out(frames);
+  StereoBuffer out(frames);
   empty.run(poison, out, frames, false);
   for (int i = 0; i < frames; ++i) {
     ASSERT_LT(std::fabs(out.left[i]), 1e-7) << i;
@@ -267,7 +267,7 @@ TEST(TankNetwork, UnfedTankReadsNoInputAndRingsOutUndisturbed) {
 
   // A ringing tank left unfed behaves as if fed silence, up to the offset.
   Tank a, b;
-  Signal outA(frames), outB(frames);
+  StereoBuffer outA(frames), outB(frames);
   a.run(burst, outA, frames);
   b.run(burst, outB, frames);
   a.run(poison, outA, frames, false);
@@ -286,7 +286,7 @@ TEST(TankNetwork, LoopGainFollowsTheLevelWithinItsRange) {
   for (float decay : {0.0f, 0.5f, 1.0f}) {
     Tank t(44100.0, decay, 0.0f);
     const double decayGain = std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666;
-    Signal in(1), out(1);
+    StereoBuffer in(1), out(1);
     // Empty tank: q = 1, so the gain is 0.985 decayGain.
     t.run(in, out, 1);
     EXPECT_NEAR(t.tank.channel(0).feedbackGain, 0.985 * decayGain, 1e-6) << decay;
@@ -322,7 +322,7 @@ TEST(TankNetwork, EnvelopeRisesWithinAMillisecondAndFallsWithinATenthOfASecond) 
   Tank t;
   // A constant 1.0 coming out of the left forward delay of spring line 1.
   std::fill_n(const_cast<float*>(t.tank.lines(0).forwardDelay[0]), kTankRingSize, 1.0f);
-  Signal in(4410), out(4410);
+  StereoBuffer in(4410), out(4410);
   t.run(in, out, 30, false, 1);
   EXPECT_LT(t.tank.channel(0).levelEnvelope, 0.99f);
   t.run(in, out, 15, false, 1);  // 45 frames: about 1 ms at 44,100 Hz
@@ -341,14 +341,14 @@ TEST(TankNetwork, EnvelopeRisesWithinAMillisecondAndFallsWithinATenthOfASecond) 
 TEST(TankNetwork, HighestDecayRingsOutInsteadOfBuildingUp) {
   Tank t(44100.0, 1.0f, 0.0f);
   const int second = 44100;
-  Signal in(second), out(second);
+  StereoBuffer in(second), out(second);
   std::mt19937 rng(8);
   std::uniform_real_distribution<float> u(-1.0f, 1.0f);
   for (int i = 0; i < second / 10; ++i) in.left[i] = u(rng), in.right[i] = u(rng);
   t.run(in, out, second);
   double first = 0.0;
   for (float v : out.left) first = std::max(first, static_cast<double>(std::fabs(v)));
-  Signal silence(second);
+  StereoBuffer silence(second);
   for (int s = 0; s < 20; ++s) t.run(silence, out, second);
   double last = 0.0;
   for (float v : out.left) last = std::max(last, static_cast<double>(std::fabs(v)));
@@ -361,7 +361,7 @@ TEST(TankNetwork, NonFiniteInputStaysInItsChannel) {
     for (int side = 0; side < 2; ++side) {
       Tank t;
       const int frames = 8000;
-      Signal in(frames), out(frames);
+      StereoBuffer in(frames), out(frames);
       std::mt19937 rng(4);
       std::uniform_real_distribution<float> u(-0.5f, 0.5f);
       for (int i = 0; i < frames; ++i) in.left[i] = u(rng), in.right[i] = u(rng);
@@ -379,12 +379,12 @@ TEST(TankNetwork, NonFiniteInputStaysInItsChannel) {
 TEST(TankNetwork, LongSilenceAfterALoudBurstLeavesNoSubnormals) {
   Tank t(48000.0, 1.0f, 1.0f);
   const int frames = 48000;
-  Signal in(frames), out(frames);
+  StereoBuffer in(frames), out(frames);
   std::mt19937 rng(6);
   std::uniform_real_distribution<float> u(-30.0f, 30.0f);
   for (int i = 0; i < 4800; ++i) in.left[i] = u(rng), in.right[i] = u(rng);
   t.run(in, out, frames);
-  Signal silence(frames);
+  StereoBuffer silence(frames);
   for (int s = 0; s < 60; ++s) {
     t.run(silence, out, frames);
     for (int i = 0; i < frames; ++i) {

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <vector>
 
 #include "host/vst_host.h"
+#include "support/stereo_buffer.h"
 
 namespace korro::test {
 
@@ -24,18 +24,6 @@ class ModuleTest : public ::testing::Test {
 
   host::Host host;
   std::unique_ptr<host::Plugin> plugin;
-};
-
-// A stereo pair of channel buffers that host-style float** can point into.
-struct StereoBuffer {
-  explicit StereoBuffer(int frames, float fill = 0.0f) : left(frames, fill), right(frames, fill) {}
-  float** channels() {
-    ptrs[0] = left.data();
-    ptrs[1] = right.data();
-    return ptrs;
-  }
-  std::vector<float> left, right;
-  float* ptrs[2] = {};
 };
 
 }  // namespace korro::test
