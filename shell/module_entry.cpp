@@ -1,6 +1,7 @@
 // The module's exported entry: hosts look up VSTPluginMain first and main second.
 #include <new>
 
+#include "module_handle.h"
 #include "reverb_effect.h"
 
 namespace {
@@ -22,14 +23,18 @@ AEffect* createEffect(HostCallback audioMaster) {
 #if defined(_WIN32)
 #include <windows.h>
 
-void* korroModuleInstance = nullptr;
+namespace {
+HINSTANCE moduleInstance = nullptr;
+}
+
+void* korro::moduleHandle() { return moduleInstance; }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD /*reason*/, LPVOID /*reserved*/) {
-  korroModuleInstance = instance;
+  moduleInstance = instance;
   return TRUE;
 }
 
-// Exported by name through the module definition file.
+// Exported through the module definition file, korroMain under the name main.
 extern "C" AEffect* VSTPluginMain(HostCallback audioMaster) { return createEffect(audioMaster); }
 extern "C" AEffect* korroMain(HostCallback audioMaster) { return createEffect(audioMaster); }
 #else

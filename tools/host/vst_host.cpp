@@ -1,6 +1,10 @@
 #include "vst_host.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <cstring>
 
@@ -47,6 +51,21 @@ std::intptr_t KORRO_CDECL Host::callback(AEffect* effect, std::int32_t opcode, s
   return host->answer(opcode, index, value);
 }
 
+#if defined(_WIN32)
+Module::Module(const std::string& path) {
+  handle_ = LoadLibraryA(path.c_str());
+  if (!handle_) error_ = "cannot load module (Windows error " + std::to_string(GetLastError()) + ")";
+}
+
+Module::~Module() {
+  if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
+}
+
+Module::Entry Module::symbol(const char* name) const {
+  if (!handle_) return nullptr;
+  return reinterpret_cast<Entry>(reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name)));
+}
+#else
 Module::Module(const std::string& path) {
   handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!handle_) {
@@ -63,6 +82,7 @@ Module::Entry Module::symbol(const char* name) const {
   if (!handle_) return nullptr;
   return reinterpret_cast<Entry>(dlsym(handle_, name));
 }
+#endif
 
 Module::Entry Module::entry() const {
   if (Entry e = symbol("VSTPluginMain")) return e;

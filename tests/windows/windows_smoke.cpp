@@ -1,0 +1,202 @@
+// Loads KORRO_MERIDAN.dll as a Windows host does and checks what a host
+// relies on: both entry points, identity and texts, the reverb's first echo,
+// and the editor on a real window — painted from the DLL's bitmaps, a click
+// on the switch and a value typed into a field with real input events.
+// Exits non-zero on the first broken promise it finds of each kind.
+#include <windows.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "host/vst_host.h"
+
+namespace {
+
+using korro::host::Host;
+using korro::host::Module;
+using korro::host::Plugin;
+
+int failures = 0;
+
+#define CHECK(condition)                                                             \
+  do {                                                                               \
+    if (!(condition)) {                                                              \
+      ++failures;                                                                    \
+      std::printf("FAILED %s:%d: %s\n", __FILE__, __LINE__, #condition);             \
+    }                                                                                \
+  } while (0)
+
+void pump(Plugin& fx, int rounds) {
+  for (int i = 0; i < rounds; ++i) {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&msg);
+      DispatchMessageA(&msg);
+    }
+    fx.dispatch(effEditIdle);
+    Sleep(15);
+  }
+}
+
+// A real click at a point of a window's client area.
+void click(HWND window, int x, int y, bool down, bool up) {
+  POINT p{x, y};
+  ClientToScreen(window, &p);
+  SetCursorPos(p.x, p.y);
+  INPUT input{};
+  input.type = INPUT_MOUSE;
+  if (down) {
+    input.mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+    SendInput(1, &input, sizeof input);
+  }
+  if (up) {
+    input.mi.dwFlags = MOUSEEVENTF_LEFTUP;
+    SendInput(1, &input, sizeof input);
+  }
+}
+
+void checkIdentityAndTexts(Plugin& fx) {
+  const AEffect* e = fx.effect();
+  CHECK(e->magic == 0x56737450);
+  CHECK(e->uniqueID == 0x4B725477);
+  CHECK(e->flags == 25);
+  CHECK(e->numInputs == 2 && e->numOutputs == 2);
+  CHECK(e->numPrograms == 8 && e->numParams == 5);
+  CHECK(fx.dispatch(effGetVstVersion) == 2200);
+  CHECK(fx.dispatch(effGetCurrentMidiProgram) == -1);
+  CHECK(fx.text(effGetEffectName) == "Korro Tarrow");
+  CHECK(fx.text(effGetProgramNameIndexed, 6) == "Singing in the bathroom");
+  CHECK(fx.text(effGetParamName, 3) == " Output ");
+  CHECK(fx.text(effGetParamDisplay, 3) == "-6.02059");
+  CHECK(fx.text(effGetParamLabel, 1) == "    %    ");
+}
+
+// An impulse into the left input of "Typical Spring", wet only: the first echo
+// is 0.2968 · 0.78 · dampCoeff · (1 − 0.3 · toneCoeff) at sample 1279.
+void checkFirstEcho(Plugin& fx) {
+  fx.start(44100.0f, 512);
+  fx.dispatch(effSetProgram, 0, 2);
+  fx.setParameter(4, 1.0f);
+  std::vector<float> inL(2048, 0.0f), inR(2048, 0.0f), outL(2048), outR(2048);
+  inL[0] = 1.0f;
+  for (int pos = 0; pos < 2048; pos += 512) {
+    float* in[2] = {inL.data() + pos, inR.data() + pos};
+    float* out[2] = {outL.data() + pos, outR.data() + pos};
+    fx.processReplacing(in, out, 512);
+  }
+  int first = -1;
+  float right = 0.0f;
+  for (int i = 0; i < 2048; ++i) {
+    if (first < 0 && std::fabs(outL[i]) > 1e-6f) first = i;
+    right = std::fmax(right, std::fabs(outR[i]));
+  }
+  const double toneCoeff = std::pow(0.005, 2000.0 / 44100.0);
+  const double expected = 0.2968 * 0.78 * 0.8 * (1.0 - 0.3 * toneCoeff);
+  CHECK(first == 1279);
+  CHECK(first >= 0 && std::fabs(outL[first] - expected) < 1e-6);
+  CHECK(right < 1e-6f);
+}
+
+LRESULT CALLBACK hostWindowProc(HWND hwnd, UINT message, WPARAM w, LPARAM l) {
+  return DefWindowProcA(hwnd, message, w, l);
+}
+
+void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
+  WNDCLASSA wc{};
+  wc.lpfnWndProc = &hostWindowProc;
+  wc.hInstance = GetModuleHandleA(nullptr);
+  wc.lpszClassName = "KorroSmokeHost";
+  RegisterClassA(&wc);
+  HWND parent = CreateWindowExA(0, "KorroSmokeHost", "host", WS_POPUP | WS_VISIBLE, 0, 0, 300, 196, nullptr, nullptr,
+                                wc.hInstance, nullptr);
+  CHECK(parent != nullptr);
+
+  ERect* rect = nullptr;
+  CHECK(fx.dispatch(effEditGetRect, 0, 0, &rect) == 1);
+  CHECK(rect && rect->right == 300 && rect->bottom == 196);
+  CHECK(fx.dispatch(effEditOpen, 0, 0, parent) == 1);
+  HWND editor = GetWindow(parent, GW_CHILD);
+  CHECK(editor != nullptr);
+  if (!editor) return;
+  char name[64] = {};
+  GetClassNameA(editor, name, sizeof name);
+  CHECK(std::string(name).rfind("Plugin", 0) == 0);
+  GetWindowTextA(editor, name, sizeof name);
+  CHECK(std::string(name) == "Window");
+  pump(fx, 10);
+
+  // The panel, away from every control, shows the skin as the DLL carries it.
+  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(11200));
+  CHECK(skin != nullptr);
+  HDC screen = GetDC(editor);
+  HDC memory = CreateCompatibleDC(screen);
+  HGDIOBJ old = SelectObject(memory, skin);
+  int differing = 0;
+  const POINT spots[] = {{4, 4}, {150, 130}, {290, 60}, {20, 180}, {280, 120}};
+  for (POINT p : spots) differing += GetPixel(screen, p.x, p.y) != GetPixel(memory, p.x, p.y);
+  CHECK(differing == 0);
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  DeleteObject(skin);
+  ReleaseDC(editor, screen);
+
+  // The bypass switch toggles on the press and tells the host.
+  host.clear();
+  click(editor, 67, 149, true, false);
+  pump(fx, 3);
+  click(editor, 67, 149, false, true);
+  pump(fx, 3);
+  CHECK(host.count(audioMasterAutomate) == 1);
+  CHECK(fx.getParameter(0) == 0.0f);
+
+  // A click on the Decay field opens a native edit box; Return commits it.
+  click(editor, 67, 104, true, false);
+  pump(fx, 3);
+  click(editor, 67, 104, false, true);
+  HWND edit = FindWindowExA(editor, nullptr, "EDIT", nullptr);
+  CHECK(edit != nullptr);
+  if (edit) {
+    CHECK(GetFocus() == edit);
+    SetWindowTextA(edit, "25");
+    SendMessageA(edit, WM_KEYDOWN, VK_RETURN, 0);
+    pump(fx, 3);
+    CHECK(fx.getParameter(1) == 0.25f);
+    CHECK(FindWindowExA(editor, nullptr, "EDIT", nullptr) == nullptr);
+  }
+
+  fx.dispatch(effEditClose);
+  CHECK(GetWindow(parent, GW_CHILD) == nullptr);
+  CHECK(fx.dispatch(effEditOpen, 0, 0, parent) == 1);
+  pump(fx, 2);
+  fx.dispatch(effEditClose);
+  DestroyWindow(parent);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string path = argc > 1 ? argv[1] : "KORRO_MERIDAN.dll";
+  Module module(path);
+  CHECK(module.loaded());
+  if (!module.loaded()) {
+    std::printf("cannot load %s: %s\n", path.c_str(), module.error().c_str());
+    return 1;
+  }
+  CHECK(module.symbol("VSTPluginMain") != nullptr);
+  CHECK(module.symbol("main") != nullptr);
+  Host host;
+  {
+    Plugin viaMain(module, host, "main");
+    CHECK(viaMain && viaMain.effect()->uniqueID == 0x4B725477);
+  }
+  Plugin fx(module, host);
+  CHECK(fx);
+  if (!fx) return 1;
+  checkIdentityAndTexts(fx);
+  checkFirstEcho(fx);
+  checkEditor(fx, host, GetModuleHandleA(path.c_str()));
+  std::printf("%s: %d failed check%s\n", path.c_str(), failures, failures == 1 ? "" : "s");
+  return failures ? 1 : 0;
+}
