@@ -1,7 +1,5 @@
 #include "reverb_editor.h"
 
-#include <cstdlib>
-
 #include "gui/bitmap.h"
 #include "gui/buttons.h"
 #include "gui/frame.h"
@@ -37,8 +35,6 @@ ReverbEditor::ReverbEditor(ReverbEffect* effect) : AEffGUIEditor(effect), reverb
   rect.left = 0;
   rect.bottom = static_cast<std::int16_t>(background->getHeight());
   rect.right = static_cast<std::int16_t>(background->getWidth());
-  // Only the meter's redraw nudge draws from this generator.
-  std::srand(32767);
 }
 
 ReverbEditor::~ReverbEditor() {
@@ -176,7 +172,7 @@ void ReverbEditor::idle() {
   if (meter) {
     meter->setClipAndPeak(clip, static_cast<float>(reverb->heldPeak));
     // A new tiny value every time, so the frame redraws the LED at each idle.
-    meter->setValue(static_cast<float>(std::rand()) * 1e-15f);
+    meter->setValue(static_cast<float>(redrawNudge() % 32768) * 1e-15f);
   }
   reverb->peakLeft = 0.0f;
   reverb->peakRight = 0.0f;

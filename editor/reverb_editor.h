@@ -3,6 +3,8 @@
 // about picture. It listens to every control it places.
 #pragma once
 
+#include <random>
+
 #include "gui/gui_editor.h"
 #include "gui/view.h"
 
@@ -66,6 +68,8 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
  private:
   ReverbEffect* reverb;
   CBitmap* background = nullptr;
+  // Feeds only the meter's redraw nudge; private, so the host's rand() is left alone.
+  std::minstd_rand redrawNudge{32767};
   CPeakMeter* meter = nullptr;
   COnOffButton* bypassButton = nullptr;
   CAnimKnob* decayKnob = nullptr;
