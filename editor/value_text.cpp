@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "shell/decimal_text.h"
+
 namespace korro {
 
 namespace {
@@ -22,8 +24,6 @@ double truncate32(double t) {
   return static_cast<double>(static_cast<std::int32_t>(t));
 }
 
-char digitOf(double x) { return static_cast<char>('0' + static_cast<int>(std::trunc(std::fmod(x, 10.0)))); }
-
 }  // namespace
 
 double roundForDisplay(double x, int decimals) {
@@ -37,50 +37,11 @@ double roundForDisplay(double x, int decimals) {
 
 void formatFixed(float value, int decimals, char* out) {
   if (!out) return;
-  double v = roundForDisplay(value, decimals);
-  bool negative = false;
-  int count = 0;
-  double limit = 99999999.0;
-  if (v < 0.0) {
-    v = -v;
-    negative = true;
-    count = 1;
-    limit = 9999999.0;
-  }
-  if (!(v <= limit)) return;
-
-  // Integer digits from the right, ending with the point.
-  char text[32];
-  int start = 30;
-  text[31] = 0;
-  text[30] = '.';
-  double i = std::floor(v);
-  text[--start] = digitOf(i);
-  count += 2;
-  i *= 0.1;
-  while (i >= 1.0 && count < 8) {
-    text[--start] = digitOf(i);
-    i *= 0.1;
-    ++count;
-  }
-  if (negative) text[--start] = '-';
-  std::strcpy(out, text + start);
-
-  if (count < 8) {
-    const int n = 8 - count;
-    char fraction[16];
-    fraction[n] = 0;
-    double g = std::fmod(v, 1.0) * powerOf(10.0, n);
-    for (int k = n - 1; k >= 0; --k) {
-      if (g > 0.0) {
-        fraction[k] = digitOf(g);
-        g *= 0.1;
-      } else {
-        fraction[k] = '0';
-      }
-    }
-    std::strcat(out, fraction);
-  }
+  // Writes nothing when out of range, and then there is nothing to cut.
+  char text[32] = {};
+  writeDecimal(roundForDisplay(value, decimals), text);
+  if (!text[0]) return;
+  std::strcpy(out, text);
 
   char* point = std::strchr(out, '.');
   if (!point) return;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "aeff_editor.h"
+#include "decimal_text.h"
 
 AudioEffect::AudioEffect(HostCallback audioMaster_, std::int32_t numPrograms_, std::int32_t numParams_)
     : audioMaster(audioMaster_), numPrograms(numPrograms_), numParams(numParams_) {
@@ -165,53 +166,7 @@ float KORRO_CDECL AudioEffect::getParameterEntry(AEffect* e, std::int32_t index)
   return self ? self->getParameter(index) : 0.0f;
 }
 
-void AudioEffect::float2string(float value, char* text) {
-  if (!text) return;
-  double v = value;
-  bool negative = false;
-  int count = 0;
-  if (v < 0) {
-    v = -v;
-    negative = true;
-    count = 1;
-    if (v > 9999999.0) return;
-  } else if (!(v <= 99999999.0)) {  // also leaves the text alone for NaN
-    return;
-  }
-
-  // Integer digits are built right to left, ending in the decimal point.
-  char work[32];
-  int pos = 30;
-  work[31] = 0;
-  work[30] = '.';
-  double i = std::floor(v);
-  work[--pos] = static_cast<char>('0' + static_cast<int>(std::fmod(i, 10.0)));
-  i *= 0.1;
-  count += 2;
-  while (i >= 1.0 && count < 8) {
-    work[--pos] = static_cast<char>('0' + static_cast<int>(std::fmod(i, 10.0)));
-    i *= 0.1;
-    ++count;
-  }
-  if (negative) work[--pos] = '-';
-  std::strcpy(text, work + pos);
-  if (count >= 8) return;
-
-  const int n = 8 - count;
-  static constexpr double kPowersOfTen[] = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6, 1e7};
-  double m = std::fmod(v, 1.0) * kPowersOfTen[n];
-  char fraction[9];
-  fraction[n] = 0;
-  for (int k = n - 1; k >= 0; --k) {
-    if (m <= 0) {
-      fraction[k] = '0';
-    } else {
-      fraction[k] = static_cast<char>('0' + static_cast<int>(std::fmod(m, 10.0)));
-      m *= 0.1;
-    }
-  }
-  std::strcat(text, fraction);
-}
+void AudioEffect::float2string(float value, char* text) { korro::writeDecimal(value, text); }
 
 void AudioEffect::dB2string(float value, char* text) {
   if (!text) return;
