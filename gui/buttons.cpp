@@ -8,13 +8,7 @@ COnOffButton::COnOffButton(const CRect& r, CControlListener* l, std::int32_t t, 
     : CControl(r, l, t, bg) {}
 
 void COnOffButton::draw(CDrawContext* context) {
-  if (background) {
-    const CPoint at(0, value == 0.0f ? 0 : background->getHeight() / 2);
-    if (transparencyEnabled)
-      background->drawTransparent(context, size, at);
-    else
-      background->draw(context, size, at);
-  }
+  if (background) drawBackground(context, CPoint(0, value == 0.0f ? 0 : background->getHeight() / 2));
   setDirty(false);
 }
 

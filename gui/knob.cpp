@@ -64,12 +64,7 @@ void CKnob::setHandleBitmap(CBitmap* bitmap) {
 }
 
 void CKnob::draw(CDrawContext* context) {
-  if (background) {
-    if (transparencyEnabled)
-      background->drawTransparent(context, size, offset);
-    else
-      background->draw(context, size, offset);
-  }
+  drawBackground(context, offset);
   drawHandle(context);
   setDirty(false);
 }
@@ -242,12 +237,6 @@ std::int32_t CAnimKnob::pictureOffset() const {
 }
 
 void CAnimKnob::draw(CDrawContext* context) {
-  if (background) {
-    const CPoint at(0, pictureOffset());
-    if (transparencyEnabled)
-      background->drawTransparent(context, size, at);
-    else
-      background->draw(context, size, at);
-  }
+  if (background) drawBackground(context, CPoint(0, pictureOffset()));
   setDirty(false);
 }

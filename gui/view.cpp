@@ -50,6 +50,14 @@ void CControl::doIdleStuff() {
   if (parentFrame) parentFrame->doIdleStuff();
 }
 
+void CControl::drawBackground(CDrawContext* context, const CPoint& offset) {
+  if (!background) return;
+  if (transparencyEnabled)
+    background->drawTransparent(context, size, offset);
+  else
+    background->draw(context, size, offset);
+}
+
 void CControl::setBackground(CBitmap* bitmap) {
   if (bitmap) bitmap->remember();
   if (background) background->forget();

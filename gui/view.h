@@ -105,6 +105,10 @@ class CControl : public CView {
  protected:
   ~CControl() override;
 
+  // Copies the background picture from `offset` into the control, keyed when
+  // transparency is enabled; nothing without a background.
+  void drawBackground(CDrawContext* context, const CPoint& offset);
+
   CControlListener* listener;
   std::int32_t tag;
   float oldValue = 1.0f;
