@@ -45,7 +45,6 @@ std::intptr_t AudioEffect::callHost(std::int32_t opcode, std::int32_t index, std
   return audioMaster(&cEffect, opcode, index, value, ptr, opt);
 }
 
-std::intptr_t AudioEffect::getMasterVersion() { return audioMaster ? callHost(audioMasterVersion) : 1; }
 void AudioEffect::masterIdle() { callHost(audioMasterIdle); }
 // The host answers 0 for a connected pin; without a host everything counts as connected.
 bool AudioEffect::isInputConnected(std::int32_t input) { return callHost(audioMasterPinConnected, input, 0) == 0; }

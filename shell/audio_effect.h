@@ -48,14 +48,12 @@ class AudioEffect {
 
   float getSampleRate() const { return sampleRate; }
   std::int32_t getBlockSize() const { return blockSize; }
-  std::int32_t getNumPrograms() const { return numPrograms; }
 
   AEffEditor* getEditor() const { return editor; }
   // Takes ownership; a non-null editor also raises the has-editor flag.
   void setEditor(AEffEditor* newEditor);
 
   // Requests made of the host; each is skipped (with a neutral answer) without a callback.
-  std::intptr_t getMasterVersion();
   void masterIdle();
   bool isInputConnected(std::int32_t input);
   bool isOutputConnected(std::int32_t output);
