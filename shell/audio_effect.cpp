@@ -1,6 +1,5 @@
 #include "audio_effect.h"
 
-#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -65,25 +64,19 @@ void AudioEffect::setParameterAutomated(std::int32_t index, float value) {
   callHost(audioMasterAutomate, index, 0, nullptr, value);
 }
 
-std::int32_t AudioEffect::saturateToInt32(std::intptr_t v) {
-  if (v > INT32_MAX) return INT32_MAX;
-  if (v < INT32_MIN) return INT32_MIN;
-  return static_cast<std::int32_t>(v);
-}
-
 // NaN and values beyond int range would make a plain conversion undefined.
 std::int32_t AudioEffect::truncateToInt32(float v) {
   if (!(v > -2147483648.0f && v < 2147483648.0f)) return 0;
   return static_cast<std::int32_t>(v);
 }
 
-std::intptr_t AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, std::intptr_t value, void* ptr,
+std::intptr_t AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, std::int32_t value, void* ptr,
                                       float opt) {
   char* text = static_cast<char*>(ptr);
   switch (opcode) {
     case effSetProgram:
       // Negative numbers would index outside the program table.
-      if (value >= 0 && value < numPrograms) setProgram(static_cast<std::int32_t>(value));
+      if (value >= 0 && value < numPrograms) setProgram(value);
       return 0;
     case effGetProgram:
       return getProgram();
@@ -109,7 +102,7 @@ std::intptr_t AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, s
       setSampleRate(opt);
       return 0;
     case effSetBlockSize:
-      setBlockSize(saturateToInt32(value));
+      setBlockSize(value);
       return 0;
     case effMainsChanged:
       if (value == 0)
@@ -138,12 +131,14 @@ std::intptr_t KORRO_CDECL AudioEffect::dispatchEntry(AEffect* e, std::int32_t op
                                                      std::intptr_t value, void* ptr, float opt) {
   auto* self = e ? static_cast<AudioEffect*>(e->object) : nullptr;
   if (!self) return 0;
+  // The value travels pointer-wide but means a 32-bit int: only its low half counts.
+  const auto value32 = static_cast<std::int32_t>(value);
   if (opcode == effClose) {
-    self->dispatcher(opcode, index, value, ptr, opt);
+    self->dispatcher(opcode, index, value32, ptr, opt);
     delete self;
     return 1;
   }
-  return self->dispatcher(opcode, index, value, ptr, opt);
+  return self->dispatcher(opcode, index, value32, ptr, opt);
 }
 
 void KORRO_CDECL AudioEffect::processEntry(AEffect* e, float** inputs, float** outputs, std::int32_t frames) {

@@ -19,7 +19,7 @@ class AudioEffect {
   AEffect* getAeffect() { return &cEffect; }
 
   // Opcodes 0..24; everything above answers 0.
-  virtual std::intptr_t dispatcher(std::int32_t opcode, std::int32_t index, std::intptr_t value, void* ptr,
+  virtual std::intptr_t dispatcher(std::int32_t opcode, std::int32_t index, std::int32_t value, void* ptr,
                                    float opt);
 
   virtual void setParameter(std::int32_t /*index*/, float /*value*/) {}
@@ -75,7 +75,6 @@ class AudioEffect {
   static float KORRO_CDECL getParameterEntry(AEffect* e, std::int32_t index);
 
  protected:
-  static std::int32_t saturateToInt32(std::intptr_t v);
   static std::int32_t truncateToInt32(float v);
   std::intptr_t callHost(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0,
                          void* ptr = nullptr, float opt = 0.0f);

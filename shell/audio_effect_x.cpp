@@ -7,7 +7,7 @@ std::int32_t AudioEffectX::getPlugCategory() {
   return (cEffect.flags & effFlagsIsSynth) ? 2 : 0;
 }
 
-std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, std::intptr_t value, void* ptr,
+std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, std::int32_t value, void* ptr,
                                        float opt) {
   char* text = static_cast<char*>(ptr);
   switch (opcode) {
@@ -25,7 +25,7 @@ std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, 
     case effGetPlugCategory:
       return getPlugCategory();
     case effSetBlockSizeAndSampleRate:
-      setBlockSize(saturateToInt32(value));
+      setBlockSize(value);
       setSampleRate(opt);
       return 1;
     case effSetBypass:
@@ -54,7 +54,7 @@ std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, 
       return opcode == effEditKeyDown ? editor->onKeyDown(key) : editor->onKeyUp(key);
     }
     case effSetEditKnobMode:
-      return editor ? editor->setKnobMode(static_cast<int>(value)) : 0;
+      return editor ? editor->setKnobMode(value) : 0;
     case effGetCurrentMidiProgram:
       return -1;
     default:

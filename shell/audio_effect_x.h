@@ -7,7 +7,7 @@ class AudioEffectX : public AudioEffect {
  public:
   using AudioEffect::AudioEffect;
 
-  std::intptr_t dispatcher(std::int32_t opcode, std::int32_t index, std::intptr_t value, void* ptr,
+  std::intptr_t dispatcher(std::int32_t opcode, std::int32_t index, std::int32_t value, void* ptr,
                            float opt) override;
 
   virtual bool canParameterBeAutomated(std::int32_t /*index*/) { return true; }

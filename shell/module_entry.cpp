@@ -13,7 +13,9 @@ AEffect* createEffect(HostCallback audioMaster) {
   try {
     return (new ReverbEffect(audioMaster))->getAeffect();
   } catch (...) {
-    // An exception must not unwind into the host; an out-of-memory start is a refused load.
+    // Out of memory while building the effect: an exception thrown across the
+    // C entry point would take the host down with it, whereas every host
+    // handles a null effect as a plug-in that failed to load.
     return nullptr;
   }
 }

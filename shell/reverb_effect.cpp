@@ -264,7 +264,11 @@ void ReverbEffect::processReplacing(float** inputs, float** outputs, std::int32_
 }
 
 void ReverbEffect::runBlock(float** inputs, float** outputs, std::int32_t frames, Store store) {
-  if (!inputs || !outputs || !inputs[0] || !outputs[0]) return;
+  // Without buffers only an empty block can run; it still refreshes Bypass,
+  // asks for both pins and counts for the meter.
+  const bool buffers = inputs && outputs && inputs[0] && outputs[0];
+  if (!buffers && frames > 0) return;
+  if (frames < 0) frames = 0;
 
   const std::int64_t n = frames;
   if (inputStage.flushCountdown <= kFlushThreshold && inputStage.flushCountdown > kFlushThreshold - n) {
@@ -274,9 +278,9 @@ void ReverbEffect::runBlock(float** inputs, float** outputs, std::int32_t frames
     inputStage.flushCountdown = 0;
   }
 
-  // A block longer than announced runs as pieces that fit the scratch
-  // buffers; pieces stay even at half rate so no engine frame is dropped.
-  const std::int32_t piece = decimation ? (scratch.frames() & ~1) : scratch.frames();
+  // A block longer than announced runs as pieces of the announced length,
+  // as if the host had sent those.
+  const std::int32_t piece = scratch.frames();
   if (frames <= piece) {
     runStages(inputs, outputs, frames, store);
     return;
@@ -310,7 +314,7 @@ void ReverbEffect::flushDelayMemory() {
 
 void ReverbEffect::processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames) {
   // A missing right channel pointer is treated like an unconnected pin.
-  const bool stereo = isInputConnected(1) && inputs[1];
+  const bool stereo = isInputConnected(1) && inputs && inputs[1];
   bypassed = truncateToInt32(current().bypass);
   if (frames <= 0) return;
   inputStage.process(inputs[0], stereo ? inputs[1] : inputs[0], coreInput, dryInput, frames, decimation != 0);
@@ -324,7 +328,7 @@ void ReverbEffect::processTank(float** input, float** output, std::int32_t frame
 
 void ReverbEffect::processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                                  korro::OutputStage::Store store) {
-  const bool stereo = isOutputConnected(1) && outputs[1];
+  const bool stereo = isOutputConnected(1) && outputs && outputs[1];
   if (frames > 0) {
     korro::OutputPeaks peaks{peakLeft, peakRight};
     outputStage.process(dryInput, coreOutput, outputs, frames, decimation != 0, stereo, mix, outputGain, store,

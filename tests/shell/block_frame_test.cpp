@@ -107,20 +107,23 @@ TEST(BlockFrame, UnconnectedRightOutputGetsTheMeanOnTheLeftAndIsNotTouched) {
 }
 
 TEST(BlockFrame, EachBlockAsksForBothPinsOnce) {
-  Host host;
-  Plugin plugin(builtModule(), host);
-  plugin.start(44100.0f, 128);
-  StereoBuffer in(128), out(128);
-  host.clear();
-  for (int b = 0; b < 10; ++b) plugin.processReplacing(in.channels(), out.channels(), b % 2 ? 128 : 0);
-  int inputs = 0, outputs = 0;
-  for (const auto& r : host.requests()) {
-    ASSERT_EQ(r.opcode, audioMasterPinConnected);
-    ASSERT_EQ(r.index, 1);
-    (r.value == 0 ? inputs : outputs)++;
+  // An odd announced length at half rate is one block too, not two pieces.
+  for (auto [rate, block] : {std::pair{44100.0f, 128}, std::pair{96000.0f, 257}}) {
+    Host host;
+    Plugin plugin(builtModule(), host);
+    plugin.start(rate, block);
+    StereoBuffer in(block), out(block);
+    host.clear();
+    for (int b = 0; b < 10; ++b) plugin.processReplacing(in.channels(), out.channels(), b % 2 ? block : 0);
+    int inputs = 0, outputs = 0;
+    for (const auto& r : host.requests()) {
+      ASSERT_EQ(r.opcode, audioMasterPinConnected);
+      ASSERT_EQ(r.index, 1);
+      (r.value == 0 ? inputs : outputs)++;
+    }
+    EXPECT_EQ(inputs, 10) << rate;
+    EXPECT_EQ(outputs, 10) << rate;
   }
-  EXPECT_EQ(inputs, 10);
-  EXPECT_EQ(outputs, 10);
 }
 
 TEST(BlockFrame, BlocksLongerThanAnnouncedAreProcessedWhole) {
@@ -160,6 +163,15 @@ TEST(BlockFrame, MissingBuffersAreSurvived) {
   plugin.processReplacing(monoIn, monoOut, 64);
   plugin.processReplacing(in.channels(), out.channels(), -5);
   for (float v : out.left) EXPECT_TRUE(std::isfinite(v));
+
+  // An empty block needs no buffers, yet it is a block: both pins are asked
+  // and Bypass is refreshed from the program (0.7 truncates to 0).
+  plugin.setParameter(0, 0.7f);
+  ASSERT_EQ(plugin.getParameter(0), 1.0f);
+  host.clear();
+  plugin.processReplacing(nullptr, nullptr, 0);
+  EXPECT_EQ(host.count(audioMasterPinConnected), 2);
+  EXPECT_EQ(plugin.getParameter(0), 0.0f);
 }
 
 TEST(BlockFrame, ProcessingNeverAllocates) {

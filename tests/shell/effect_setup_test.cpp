@@ -53,6 +53,36 @@ TEST_F(Effect, HostRateDecidesEngineRateAndDecimation) {
   }
 }
 
+TEST_F(Effect, HostValuesCountOnlyTheirLow32Bits) {
+  // Through the entry function, as a 64-bit host calls it.
+  AEffect* e = fx.getAeffect();
+  auto dispatch = [e](std::int32_t opcode, std::int64_t value, float opt = 0.0f) {
+    return e->dispatcher(e, opcode, 0, static_cast<std::intptr_t>(value), nullptr, opt);
+  };
+  constexpr std::int64_t high = std::int64_t{1} << 32;
+  static_assert(sizeof(std::intptr_t) == 8, "the test needs a 64-bit value");
+
+  dispatch(effSetBlockSizeAndSampleRate, high + 4096, 96000.0f);
+  dispatch(effMainsChanged, 7);  // any non-zero value resumes
+  EXPECT_EQ(fx.getScratchFrames(), 4096);
+  EXPECT_EQ(fx.getEngineRate(), 48000.0);
+  EXPECT_EQ(fx.getDecimation(), 1);
+
+  dispatch(effMainsChanged, high);  // low half 0: suspend
+  EXPECT_EQ(fx.getEngineRate(), 44100.0);
+  dispatch(effSetBlockSize, high + 2048);
+  dispatch(effMainsChanged, -1);
+  EXPECT_EQ(fx.getScratchFrames(), 2048);
+  EXPECT_EQ(fx.getEngineRate(), 48000.0);
+
+  dispatch(effSetProgram, high + 2);
+  EXPECT_EQ(fx.getProgram(), 2);
+  dispatch(effSetProgram, high + 9);
+  EXPECT_EQ(fx.getProgram(), 2) << "program 9 does not exist";
+  dispatch(effSetProgram, -high + 3);
+  EXPECT_EQ(fx.getProgram(), 3);
+}
+
 TEST_F(Effect, BlockSizeSizesTheScratchBuffers) {
   struct Case {
     std::int32_t block;

@@ -56,6 +56,10 @@ TEST_F(Parameters, DisplayTextsFollowTheValues) {
       {1, 0.34f, "34.00000"}, {1, 1.0f, "100.0000"},  {1, 0.0f, "0.000000"}, {2, 0.0001f, "0.009999"},
       {4, 0.25f, "25.00000"}, {3, 1.0f, "0.000000"},  {3, 0.25f, "-12.0411"}, {3, 0.0f, "  -oo   "},
       {3, -0.5f, "  -oo   "}, {4, -0.25f, "-25.0000"}, {1, 2.0f, "200.0000"},
+      // The product with 100 is rounded to float first; in double these would
+      // truncate to ...99999.
+      {1, 0.76f, "76.00000"}, {2, 0.41f, "41.00000"}, {1, 0.7f, "70.00000"},  {2, 0.35f, "35.00000"},
+      {2, 0.19f, "19.00000"}, {2, 0.44f, "44.00000"},
   };
   for (const Case& c : cases) {
     fx().setParameter(c.index, c.value);
