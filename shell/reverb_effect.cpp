@@ -1,6 +1,5 @@
 #include "reverb_effect.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -9,9 +8,6 @@
 using korro::kProgramCount;
 
 namespace {
-
-constexpr int kInitialScratchFrames = 1024;
-constexpr std::int32_t kFlushThreshold = 1000000;
 
 struct ParameterTexts {
   const char* name;
@@ -32,19 +28,12 @@ float percent(float value) { return static_cast<float>(static_cast<double>(value
 
 }  // namespace
 
-ReverbEffect::ReverbEffect(HostCallback audioMaster)
-    : AudioEffectX(audioMaster, kProgramCount, kNumParams),
-      scratch(kInitialScratchFrames),
-      tank(delayMemory) {
+ReverbEffect::ReverbEffect(HostCallback audioMaster) : AudioEffectX(audioMaster, kProgramCount, kNumParams) {
   cEffect.numInputs = 2;
   cEffect.numOutputs = 2;
   setFlag(effFlagsCanMono, true);
   setFlag(effFlagsCanReplacing, true);
   cEffect.uniqueID = fourCharCode('K', 'r', 'T', 'w');
-
-  for (int i = 0; i < korro::kDispersionSections; ++i)
-    dispersionBank[i] = std::make_unique<korro::FilterSection>(
-        44100.0, korro::AllPass, korro::kDispersionBank[i].frequency, korro::kDispersionBank[i].q, 24.0);
 
   programTable = std::make_unique<korro::ProgramRecord[]>(kProgramCount);
   for (int p = 0; p < kProgramCount; ++p) {
@@ -59,8 +48,6 @@ ReverbEffect::ReverbEffect(HostCallback audioMaster)
 
   new ReverbEditor(this);  // attaches itself and raises the has-editor flag
 
-  engineRate = 44100.0;
-  decimation = 0;
   setProgram(0);
   suspend();  // leaves every delay line empty and the engine at 44,100 Hz
 }
@@ -94,11 +81,11 @@ void ReverbEffect::setParameter(std::int32_t index, float value) {
       current().output = value;
       output = value;
       for (int p = 0; p < numPrograms; ++p) programTable[p].output = value;
-      outputGain = output * output * 4.0f;
+      outputGain.store(output * output * 4.0f, std::memory_order_relaxed);
       break;
     case kMix:
       current().mix = value;
-      mix = value;
+      mix.store(value, std::memory_order_relaxed);
       for (int p = 0; p < numPrograms; ++p) programTable[p].mix = value;
       break;
     default:
@@ -118,7 +105,7 @@ float ReverbEffect::getParameter(std::int32_t index) {
     case kOutput:
       return output;
     case kMix:
-      return mix;
+      return mix.load(std::memory_order_relaxed);
     default:
       return 0.0f;
   }
@@ -148,7 +135,7 @@ void ReverbEffect::getParameterDisplay(std::int32_t index, char* text) {
       dB2string(output, text);
       break;
     case kMix:
-      float2string(percent(mix), text);
+      float2string(percent(mix.load(std::memory_order_relaxed)), text);
       break;
     default:
       break;
@@ -212,130 +199,57 @@ bool ReverbEffect::getProductString(char* text) {
 // ------------------------------------------------------------------- set-up
 
 void ReverbEffect::suspend() {
-  engineRate = 44100.0;
   heldPeak = 0.0;
   peakLeft = peakRight = 0.0f;
   blockCount = 0;
   meterHoldBlocks = 100;
   meterHoldCount = 0;
-  delayMemory.clearPartial();
-  tank.resetForSuspend();
-  inputStage.resetForSuspend();
-  outputStage.resetForSuspend();
-  for (auto& section : dispersionBank) section->design();
+  engine.suspend();
 }
 
 void ReverbEffect::resume() {
-  inputStage.resetForResume();
-  outputStage.resetForResume();
-
-  const std::int32_t b = getBlockSize();
-  scratch.resize(b >= 32 && b <= (1 << 20) ? b : 65536);
-
-  // NaN counts as out of range too.
-  float hostRate = getSampleRate();
-  if (!(hostRate >= 20000.0f && hostRate <= 200000.0f)) hostRate = 44100.0f;
-  engineRate = hostRate;
-  if (engineRate > 50000.0) {
-    decimation = 1;
-    engineRate *= 0.5;
-  } else {
-    decimation = 0;
-  }
-
+  const float hostRate = engine.resume(getSampleRate(), getBlockSize());
   getOutputLatency();
+  // The meter holds a peak for about two seconds' worth of the host's blocks.
   std::intptr_t x = updateBlockSize();
   if (x <= 0 || x > 4096) x = 256;
   meterHoldBlocks = static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x));
-
-  delayMemory.clearHeads();
-  tank.resetForResume();
-  for (auto& section : dispersionBank) section->setSampleRate(engineRate);
 }
 
 // -------------------------------------------------------------- block frame
 
 void ReverbEffect::process(float** inputs, float** outputs, std::int32_t frames) {
-  runBlock(inputs, outputs, frames, Store::Adding);
+  korro::runBlock(*this, engine, inputs, outputs, frames, korro::OutputStage::Store::Adding);
 }
 
 void ReverbEffect::processReplacing(float** inputs, float** outputs, std::int32_t frames) {
-  runBlock(inputs, outputs, frames, Store::Replacing);
-}
-
-void ReverbEffect::runBlock(float** inputs, float** outputs, std::int32_t frames, Store store) {
-  // Without buffers only an empty block can run; it still refreshes Bypass,
-  // asks for both pins and counts for the meter.
-  const bool buffers = inputs && outputs && inputs[0] && outputs[0];
-  if (!buffers && frames > 0) return;
-  if (frames < 0) frames = 0;
-
-  const std::int64_t n = frames;
-  if (inputStage.flushCountdown <= kFlushThreshold && inputStage.flushCountdown > kFlushThreshold - n) {
-    flushDelayMemory();
-    inputStage.fadeGainFast = 0.0f;
-    inputStage.fadeGainSlow = 0.0f;
-    inputStage.flushCountdown = 0;
-  }
-
-  // A block longer than announced runs as pieces of the announced length,
-  // as if the host had sent those.
-  const std::int32_t piece = scratch.frames();
-  if (frames <= piece) {
-    runStages(inputs, outputs, frames, store);
-    return;
-  }
-  for (std::int32_t done = 0; done < frames; done += piece) {
-    const std::int32_t length = frames - done < piece ? frames - done : piece;
-    float* in[2] = {inputs[0] + done, inputs[1] ? inputs[1] + done : nullptr};
-    float* out[2] = {outputs[0] + done, outputs[1] ? outputs[1] + done : nullptr};
-    runStages(in, out, length, store);
-  }
-}
-
-void ReverbEffect::runStages(float** inputs, float** outputs, std::int32_t frames, Store store) {
-  processInput(inputs, scratch.coreInput, scratch.dryInput, frames);
-  updateTank();
-  processTank(scratch.coreInput, scratch.coreOutput, frames / (decimation + 1));
-  if (store == Store::Adding)
-    processOutputAdding(scratch.dryInput, scratch.coreOutput, outputs, frames);
-  else
-    processOutputReplacing(scratch.dryInput, scratch.coreOutput, outputs, frames);
+  korro::runBlock(*this, engine, inputs, outputs, frames, korro::OutputStage::Store::Replacing);
 }
 
 // ------------------------------------------------------------ engine stages
 
-void ReverbEffect::flushDelayMemory() {
-  delayMemory.clearPartial();
-  inputStage.clearHistory();
-  outputStage.clearHistory();
-  inputStage.fadeGainFast = 0.0f;
-}
+void ReverbEffect::flushDelayMemory() { engine.flushDelayMemory(); }
 
 void ReverbEffect::processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames) {
   // A missing right channel pointer is treated like an unconnected pin.
   const bool stereo = isInputConnected(1) && inputs && inputs[1];
   bypassed = truncateToInt32(current().bypass);
-  if (frames <= 0) return;
-  inputStage.process(inputs[0], stereo ? inputs[1] : inputs[0], coreInput, dryInput, frames, decimation != 0);
+  if (frames > 0) engine.processInput(inputs[0], stereo ? inputs[1] : inputs[0], coreInput, dryInput, frames);
 }
 
-void ReverbEffect::updateTank() { tank.update(decay, damp, engineRate); }
+void ReverbEffect::updateTank() { engine.updateTank(decay, damp); }
 
 void ReverbEffect::processTank(float** input, float** output, std::int32_t frames) {
-  tank.process(input, output, frames, bypassed != 0);
+  engine.processTank(input, output, frames, bypassed != 0);
 }
 
 void ReverbEffect::processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                                  korro::OutputStage::Store store) {
   const bool stereo = isOutputConnected(1) && outputs && outputs[1];
-  if (frames > 0) {
-    korro::OutputPeaks peaks{peakLeft, peakRight};
-    outputStage.process(dryInput, coreOutput, outputs, frames, decimation != 0, stereo, mix, outputGain, store,
-                        peaks);
-    peakLeft = peaks.left;
-    peakRight = peaks.right;
-  }
+  korro::OutputPeaks peaks{peakLeft, peakRight};
+  engine.processOutput(dryInput, coreOutput, outputs, frames, stereo, mix, outputGain, store, peaks);
+  peakLeft = peaks.left;
+  peakRight = peaks.right;
   ++blockCount;
 }
 

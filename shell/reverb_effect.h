@@ -2,14 +2,11 @@
 // frame and the engine it owns.
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "audio_effect_x.h"
-#include "engine/engine_memory.h"
-#include "engine/filter_section.h"
-#include "engine/input_stage.h"
-#include "engine/output_stage.h"
-#include "engine/spring_tank.h"
+#include "engine/reverb_engine.h"
 #include "programs.h"
 
 enum ReverbParameter : std::int32_t {
@@ -21,7 +18,7 @@ enum ReverbParameter : std::int32_t {
   kNumParams = 5,
 };
 
-class ReverbEffect : public AudioEffectX {
+class ReverbEffect : public AudioEffectX, public korro::BlockStages {
  public:
   explicit ReverbEffect(HostCallback audioMaster);
   ~ReverbEffect() override;
@@ -44,13 +41,14 @@ class ReverbEffect : public AudioEffectX {
   bool getVendorString(char* text) override;
   bool getProductString(char* text) override;
 
-  // Engine stages, in the order the block frame runs them.
-  virtual void flushDelayMemory();
-  virtual void processTank(float** input, float** output, std::int32_t frames);
-  virtual void updateTank();
-  virtual void processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames);
-  virtual void processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames);
-  virtual void processOutputReplacing(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames);
+  // Engine stages, in the order the block frame runs them: each calls the
+  // engine with this effect's parameter state.
+  void flushDelayMemory() override;
+  void processTank(float** input, float** output, std::int32_t frames) override;
+  void updateTank() override;
+  void processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames) override;
+  void processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) override;
+  void processOutputReplacing(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) override;
 
   // Level meter, written by the output stage and set-up, read and cleared by the editor.
   float peakLeft = 0.0f;
@@ -61,47 +59,30 @@ class ReverbEffect : public AudioEffectX {
   double heldPeak = 0.0;
 
   // Read-only views for tools and tests.
-  double getEngineRate() const { return engineRate; }
-  std::int32_t getDecimation() const { return decimation; }
-  std::int32_t getScratchFrames() const { return scratch.frames(); }
-  float getOutputGain() const { return outputGain; }
-  const korro::SpringTank& getTank() const { return tank; }
-  korro::SpringTank& getTank() { return tank; }
-  const korro::DelayMemory& getDelayMemory() const { return delayMemory; }
-  const korro::InputStage& getInputStage() const { return inputStage; }
-  const korro::OutputStage& getOutputStage() const { return outputStage; }
-  // Null for an index outside the bank.
-  korro::FilterSection* getDispersionSection(int index) {
-    return index >= 0 && index < korro::kDispersionSections ? dispersionBank[index].get() : nullptr;
-  }
+  double getEngineRate() const { return engine.engineRate(); }
+  std::int32_t getDecimation() const { return engine.decimates() ? 1 : 0; }
+  std::int32_t getScratchFrames() const { return engine.scratchFrames(); }
+  float getOutputGain() const { return outputGain.load(std::memory_order_relaxed); }
+  const korro::SpringTank& getTank() const { return engine.tank(); }
+  korro::SpringTank& getTank() { return engine.tank(); }
+  const korro::DelayMemory& getDelayMemory() const { return engine.delayMemory(); }
+  const korro::InputStage& getInputStage() const { return engine.inputStage(); }
+  const korro::OutputStage& getOutputStage() const { return engine.outputStage(); }
+  korro::FilterSection* getDispersionSection(int index) { return engine.dispersionSection(index); }
 
  private:
-  enum class Store { Adding, Replacing };
-  void runBlock(float** inputs, float** outputs, std::int32_t frames, Store store);
-  void runStages(float** inputs, float** outputs, std::int32_t frames, Store store);
   void processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                      korro::OutputStage::Store store);
   korro::ProgramRecord& current() { return programTable[curProgram]; }
 
-  // Parameter state.
+  // Parameter state. Mix and Output are read by the audio thread at every frame.
   std::int32_t bypassed = 0;
   float decay = 0.0f;
   float damp = 0.0f;
   float output = 0.0f;
-  float mix = 0.0f;
-  float outputGain = 0.0f;
+  std::atomic<float> mix{0.0f};
+  std::atomic<float> outputGain{0.0f};
 
-  // Block frame.
-  double engineRate = 44100.0;
-  std::int32_t decimation = 0;
-
-  // Engine memory, allocated in this order by the constructor.
-  korro::ScratchBuffers scratch;
-  korro::DelayMemory delayMemory;
-  std::unique_ptr<korro::FilterSection> dispersionBank[korro::kDispersionSections];
+  korro::ReverbEngine engine;
   std::unique_ptr<korro::ProgramRecord[]> programTable;
-
-  korro::SpringTank tank;
-  korro::InputStage inputStage;
-  korro::OutputStage outputStage;
 };
