@@ -127,13 +127,6 @@ TEST_F(Effect, SuspendClearsTheMeterResumeLeavesIt) {
   EXPECT_EQ(fx.meterHoldCount, 0);
 }
 
-TEST_F(Effect, OutputGainIsFourTimesTheSquare) {
-  for (float v : {0.0f, 0.25f, 0.5f, 1.0f, 1.5f, -0.5f}) {
-    fx.setParameter(kOutput, v);
-    EXPECT_EQ(fx.getOutputGain(), v * v * 4.0f) << v;
-  }
-}
-
 TEST(Float2String, DigitsAreTruncatedWithinEightCharacters) {
   struct Case {
     float value;
@@ -152,18 +145,6 @@ TEST(Float2String, DigitsAreTruncatedWithinEightCharacters) {
     char text[32] = "untouched";
     AudioEffect::float2string(outside, text);
     EXPECT_STREQ(text, "untouched") << outside;
-  }
-}
-
-TEST(Float2String, DecibelTextOfTheRawValue) {
-  struct Case {
-    float value;
-    const char* text;
-  } cases[] = {{0.5f, "-6.02059"}, {0.25f, "-12.0411"}, {1.0f, "0.000000"}, {0.0f, "  -oo   "}, {-1.0f, "  -oo   "}};
-  for (const Case& c : cases) {
-    char text[32] = "untouched";
-    AudioEffect::dB2string(c.value, text);
-    EXPECT_STREQ(text, c.text) << c.value;
   }
 }
 
