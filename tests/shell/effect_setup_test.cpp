@@ -83,6 +83,20 @@ TEST_F(Effect, HostValuesCountOnlyTheirLow32Bits) {
   EXPECT_EQ(fx.getProgram(), 3);
 }
 
+TEST_F(Effect, AtNinetySixKilohertzTheTankRunsOnFortyEightKilohertzCoefficients) {
+  resumeWith(96000.0f, 64);
+  float in[2][64] = {}, out[2][64] = {};
+  float* i[2] = {in[0], in[1]};
+  float* o[2] = {out[0], out[1]};
+  fx.processReplacing(i, o, 64);
+  const korro::TankCoefficients& k = fx.getTank().coefficients();
+  EXPECT_NEAR(k.preLowpassCoeff, 0.41352, 5e-6);
+  EXPECT_NEAR(k.dcBlockCoeff, 0.97817, 5e-6);
+  EXPECT_NEAR(k.toneCoeff, 0.80191, 5e-6);
+  EXPECT_NEAR(k.envAttackCoeff, 0.89549, 5e-6);
+  EXPECT_NEAR(k.envReleaseCoeff, 0.99890, 5e-6);
+}
+
 TEST_F(Effect, BlockSizeSizesTheScratchBuffers) {
   struct Case {
     std::int32_t block;
