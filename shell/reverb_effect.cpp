@@ -4,7 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "editor/reverb_editor.h"
+#include "aeff_editor.h"
+#include "editor_factory.h"
 
 using korro::kProgramCount;
 
@@ -57,7 +58,7 @@ ReverbEffect::ReverbEffect(HostCallback audioMaster)
     std::snprintf(r.name, sizeof r.name, "%s", f.name);
   }
 
-  new ReverbEditor(this);  // attaches itself and raises the has-editor flag
+  setEditor(createReverbEditor(*this));
 
   engineRate = 44100.0;
   decimation = 0;
@@ -74,31 +75,32 @@ ReverbEffect::~ReverbEffect() {
 // ---------------------------------------------------------------- parameters
 
 void ReverbEffect::setParameter(std::int32_t index, float value) {
+  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
-    case kBypass:
+    case kBypass: {
       for (int p = 0; p < kProgramCount; ++p) programTable[p].bypass = value;
-      {
-        const long double rounded = static_cast<long double>(value) + 0.5L;
-        bypassed = (rounded > -2147483648.0L && rounded < 2147483648.0L) ? static_cast<std::int32_t>(rounded) : 0;
-      }
+      const long double rounded = static_cast<long double>(value) + 0.5L;
+      const bool fits = rounded > -2147483648.0L && rounded < 2147483648.0L;
+      bypassed.store(fits ? static_cast<std::int32_t>(rounded) : 0, r);
       break;
+    }
     case kDecay:
       current().decay = value;
-      decay = value;
+      decay.store(value, r);
       break;
     case kDamp:
       current().damp = value;
-      damp = value;
+      damp.store(value, r);
       break;
     case kOutput:
       current().output = value;
-      output = value;
+      output.store(value, r);
       for (int p = 0; p < numPrograms; ++p) programTable[p].output = value;
-      outputGain = output * output * 4.0f;
+      outputGain.store(value * value * 4.0f, r);
       break;
     case kMix:
       current().mix = value;
-      mix = value;
+      mix.store(value, r);
       for (int p = 0; p < numPrograms; ++p) programTable[p].mix = value;
       break;
     default:
@@ -107,18 +109,21 @@ void ReverbEffect::setParameter(std::int32_t index, float value) {
   if (editor) editor->setParameter(index, value);
 }
 
+// Decay answers the effect's copy, always equal to the current program's:
+// reading the record would race with a program change on another thread.
 float ReverbEffect::getParameter(std::int32_t index) {
+  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
     case kBypass:
-      return static_cast<float>(bypassed);
+      return static_cast<float>(bypassed.load(r));
     case kDecay:
-      return current().decay;
+      return decay.load(r);
     case kDamp:
-      return current().damp;
+      return damp.load(r);
     case kOutput:
-      return output;
+      return output.load(r);
     case kMix:
-      return mix;
+      return mix.load(r);
     default:
       return 0.0f;
   }
@@ -213,11 +218,7 @@ bool ReverbEffect::getProductString(char* text) {
 
 void ReverbEffect::suspend() {
   engineRate = 44100.0;
-  heldPeak = 0.0;
-  peakLeft = peakRight = 0.0f;
-  blockCount = 0;
-  meterHoldBlocks = 100;
-  meterHoldCount = 0;
+  meter.reset();
   delayMemory.clearPartial();
   tank.resetForSuspend();
   inputStage.resetForSuspend();
@@ -246,7 +247,7 @@ void ReverbEffect::resume() {
   getOutputLatency();
   std::intptr_t x = updateBlockSize();
   if (x <= 0 || x > 4096) x = 256;
-  meterHoldBlocks = static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x));
+  meter.meterHoldBlocks = static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x));
 
   delayMemory.clearHeads();
   tank.resetForResume();
@@ -325,14 +326,12 @@ void ReverbEffect::processTank(float** input, float** output, std::int32_t frame
 void ReverbEffect::processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                                  korro::OutputStage::Store store) {
   const bool stereo = isOutputConnected(1) && outputs[1];
-  if (frames > 0) {
-    korro::OutputPeaks peaks{peakLeft, peakRight};
-    outputStage.process(dryInput, coreOutput, outputs, frames, decimation != 0, stereo, mix, outputGain, store,
+  korro::OutputPeaks peaks;
+  if (frames > 0)
+    outputStage.process(dryInput, coreOutput, outputs, frames, decimation != 0, stereo,
+                        mix.load(std::memory_order_relaxed), outputGain.load(std::memory_order_relaxed), store,
                         peaks);
-    peakLeft = peaks.left;
-    peakRight = peaks.right;
-  }
-  ++blockCount;
+  meter.raise(peaks.left, peaks.right);
 }
 
 void ReverbEffect::processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) {

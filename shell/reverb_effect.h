@@ -2,12 +2,14 @@
 // frame and the engine it owns.
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "audio_effect_x.h"
 #include "engine/engine_memory.h"
 #include "engine/filter_section.h"
 #include "engine/input_stage.h"
+#include "engine/level_meter.h"
 #include "engine/output_stage.h"
 #include "engine/spring_tank.h"
 #include "programs.h"
@@ -52,19 +54,16 @@ class ReverbEffect : public AudioEffectX {
   virtual void processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames);
   virtual void processOutputReplacing(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames);
 
-  // Level meter, written by the output stage and set-up, read and cleared by the editor.
-  float peakLeft = 0.0f;
-  float peakRight = 0.0f;
-  std::int32_t blockCount = 0;
-  std::int32_t meterHoldBlocks = 100;
-  std::int32_t meterHoldCount = 0;
-  double heldPeak = 0.0;
+  korro::LevelMeter* levelMeter() override { return &meter; }
+
+  // Raised after every block, its hold set by set-up, taken and cleared by the editor.
+  korro::LevelMeter meter;
 
   // Read-only views for tools and tests.
   double getEngineRate() const { return engineRate; }
   std::int32_t getDecimation() const { return decimation; }
   std::int32_t getScratchFrames() const { return scratch.frames(); }
-  float getOutputGain() const { return outputGain; }
+  float getOutputGain() const { return outputGain.load(std::memory_order_relaxed); }
   const korro::SpringTank& getTank() const { return tank; }
   korro::SpringTank& getTank() { return tank; }
   const korro::DelayMemory& getDelayMemory() const { return delayMemory; }
@@ -83,13 +82,13 @@ class ReverbEffect : public AudioEffectX {
                      korro::OutputStage::Store store);
   korro::ProgramRecord& current() { return programTable[curProgram]; }
 
-  // Parameter state.
-  std::int32_t bypassed = 0;
-  float decay = 0.0f;
-  float damp = 0.0f;
-  float output = 0.0f;
-  float mix = 0.0f;
-  float outputGain = 0.0f;
+  // Parameter state: written by whichever thread sets a parameter, read by blocks and the editor.
+  std::atomic<std::int32_t> bypassed{0};
+  std::atomic<float> decay{0.0f};
+  std::atomic<float> damp{0.0f};
+  std::atomic<float> output{0.0f};
+  std::atomic<float> mix{0.0f};
+  std::atomic<float> outputGain{0.0f};
 
   // Block frame.
   double engineRate = 44100.0;
