@@ -159,6 +159,9 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   CHECK(edit != nullptr);
   if (edit) {
     CHECK(GetFocus() == edit);
+    RECT box{};
+    GetWindowRect(edit, &box);
+    CHECK(box.right - box.left == 57 && box.bottom - box.top == 15);  // the field (56 × 14) and its edges
     SetWindowTextA(edit, "25");
     SendMessageA(edit, WM_KEYDOWN, VK_RETURN, 0);
     pump(fx, 3);
@@ -170,8 +173,13 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   CHECK(GetWindow(parent, GW_CHILD) == nullptr);
   CHECK(fx.dispatch(effEditOpen, 0, 0, parent) == 1);
   pump(fx, 2);
-  fx.dispatch(effEditClose);
+
+  // The host destroys its window, and the editor's with it, before closing the
+  // editor: the idles after it must not paint on a window that is gone.
   DestroyWindow(parent);
+  fx.setParameter(1, 0.7f);
+  pump(fx, 3);
+  fx.dispatch(effEditClose);
 }
 
 }  // namespace

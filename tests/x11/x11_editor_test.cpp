@@ -269,6 +269,27 @@ TEST_F(X11Editor, ASecondEditCommitsWhenTheKeyboardGoesElsewhere) {
   EXPECT_EQ(fx().getParameter(3), 0.25f) << "-12 dB is a quarter of full scale";
 }
 
+int hostErrors = 0;
+int countHostError(Display*, XErrorEvent*) {
+  ++hostErrors;
+  return 0;
+}
+
+// Xlib's error handler is one for the whole process: the host's errors stay
+// the host's while the editor is open, and its handler is back after the close.
+TEST_F(X11Editor, TheHostsOwnErrorsStillReachItsHandler) {
+  fx().dispatch(effEditClose);
+  const XErrorHandler before = XSetErrorHandler(&countHostError);
+  hostErrors = 0;
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(2);
+  XMapWindow(host_.display, 0x7ffffe);  // no such window
+  XSync(host_.display, False);
+  EXPECT_EQ(hostErrors, 1);
+  fx().dispatch(effEditClose);
+  EXPECT_EQ(XSetErrorHandler(before), &countHostError);
+}
+
 TEST_F(X11Editor, HostDestroyingItsWindowFirstIsSurvived) {
   XDestroyWindow(host_.display, host_.window);
   XSync(host_.display, False);
