@@ -104,7 +104,7 @@ long openIdleClose(AEffect* effect, void* parent, const std::function<void(int)>
   long opens = 0;
   for (const auto end = Clock::now() + kRunTime; Clock::now() < end;) {
     ERect* rect = nullptr;
-    effect->dispatcher(effect, effEditGetRect, 0, 0, &rect, 0.0f);
+    EXPECT_EQ(effect->dispatcher(effect, effEditGetRect, 0, 0, &rect, 0.0f), 1);
     EXPECT_EQ(effect->dispatcher(effect, effEditOpen, 0, 0, parent, 0.0f), 1);
     ++opens;
     for (int i = 0; i < 8; ++i) {
@@ -147,7 +147,15 @@ TEST(EditorThreads, X11EditorOfTheModuleWhileAudioAndAutomationRun) {
     EXPECT_TRUE(threads.outputFinite());
   }
   EXPECT_GE(opens, 3);
+  // Left open: closing the effect takes the editor and its window down.
+  effect->dispatcher(effect, effEditOpen, 0, 0, reinterpret_cast<void*>(static_cast<std::uintptr_t>(parent)), 0.0f);
+  effect->dispatcher(effect, effEditIdle, 0, 0, nullptr, 0.0f);
   effect->dispatcher(effect, effClose, 0, 0, nullptr, 0.0f);
+  ::Window root = 0, up = 0, *children = nullptr;
+  unsigned count = 0;
+  XQueryTree(display, parent, &root, &up, &children, &count);
+  if (children) XFree(children);
+  EXPECT_EQ(count, 0u);
   XDestroyWindow(display, parent);
   XCloseDisplay(display);
 }
