@@ -84,6 +84,23 @@ int buttonsNow() {
   return b;
 }
 
+// The first button read while a press is delivered answers the press itself:
+// a quick click may be over before the host's loop delivers it.
+int pressUnread = -1;
+
+int pressOf(UINT message, WPARAM wParam) {
+  int b = message == WM_LBUTTONDOWN ? platform::kLeftButton
+          : message == WM_RBUTTONDOWN ? platform::kRightButton
+                                      : platform::kMiddleButton;
+  if (wParam & MK_LBUTTON) b |= platform::kLeftButton;
+  if (wParam & MK_MBUTTON) b |= platform::kMiddleButton;
+  if (wParam & MK_RBUTTON) b |= platform::kRightButton;
+  if (wParam & MK_SHIFT) b |= platform::kShiftKey;
+  if (wParam & MK_CONTROL) b |= platform::kControlKey;
+  if (GetKeyState(VK_MENU) < 0) b |= platform::kAltKey;
+  return b;
+}
+
 LRESULT CALLBACK windowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* w = reinterpret_cast<platform::Window*>(GetWindowLongPtrA(hwnd, GWLP_USERDATA));
   switch (message) {
@@ -99,7 +116,11 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
     case WM_LBUTTONDOWN:
     case WM_RBUTTONDOWN:
     case WM_MBUTTONDOWN:
-      if (w && w->handler) w->handler->onButtonDown(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam), buttonsNow());
+      if (w && w->handler) {
+        pressUnread = pressOf(message, wParam);
+        w->handler->onButtonDown(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam), pressUnread);
+        pressUnread = -1;
+      }
       return 0;
     case WM_DESTROY:
       // The host destroyed its window and ours with it; the frame stops painting.
@@ -263,7 +284,11 @@ void drawText(Window* window, const char* text, Box box, const Font& font, Rgb c
   DeleteObject(f);
 }
 
-int mouseButtons() { return buttonsNow(); }
+int mouseButtons() {
+  const int press = pressUnread;
+  pressUnread = -1;
+  return press >= 0 ? press : buttonsNow();
+}
 
 void pointerPosition(const Window* window, int& x, int& y) {
   POINT p{0, 0};
