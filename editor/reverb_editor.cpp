@@ -5,8 +5,9 @@
 #include "gui/frame.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
+#include "engine/level_meter.h"
 #include "peak_meter.h"
-#include "shell/reverb_effect.h"
+#include "shell/editor_factory.h"
 #include "value_text.h"
 
 namespace {
@@ -29,7 +30,9 @@ CRect fieldUnder(const CRect& knob, bool large) {
 
 }  // namespace
 
-ReverbEditor::ReverbEditor(ReverbEffect* effect) : AEffGUIEditor(effect), reverb(effect) {
+AEffEditor* createReverbEditor(EditController& controller) { return new ReverbEditor(&controller); }
+
+ReverbEditor::ReverbEditor(EditController* c) : AEffGUIEditor(c) {
   background = new CBitmap(kBackgroundBitmap);
   rect.top = 0;
   rect.left = 0;
@@ -96,7 +99,7 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
     auto* strip = new CBitmap(bitmapId);
     placed = knobRect(strip, left, top);
     auto* k = new CAnimKnob(placed, this, tag, kPictures, strip->getHeight() / kPictures, strip, CPoint(0, 0));
-    k->setValue(reverb->getParameter(tag));
+    k->setValue(controller->getParameter(tag));
     k->setDefaultValue(defaultValue);
     frame->addView(k);
     strip->forget();
@@ -114,19 +117,19 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
   CRect at;
   // 2–9. Knobs, each with its value field under it.
   decayKnob = makeKnob(kDecayKnobBitmap, 40, 43, kDecayTag, 0.5f, at);
-  decayField = makeField(fieldUnder(at, true), kDecayFieldTag, 0.0f, 100.0f, false, reverb->getParameter(kDecay));
+  decayField = makeField(fieldUnder(at, true), kDecayFieldTag, 0.0f, 100.0f, false, controller->getParameter(kDecayTag));
   dampKnob = makeKnob(kDampKnobBitmap, 205, 43, kDampTag, 0.2f, at);
-  dampField = makeField(fieldUnder(at, true), kDampFieldTag, 0.0f, 100.0f, false, reverb->getParameter(kDamp));
+  dampField = makeField(fieldUnder(at, true), kDampFieldTag, 0.0f, 100.0f, false, controller->getParameter(kDampTag));
   mixKnob = makeKnob(kMixKnobBitmap, 105, 132, kMixTag, 0.5f, at);
-  mixField = makeField(fieldUnder(at, false), kMixFieldTag, 0.0f, 100.0f, false, reverb->getParameter(kMix));
+  mixField = makeField(fieldUnder(at, false), kMixFieldTag, 0.0f, 100.0f, false, controller->getParameter(kMixTag));
   outputKnob = makeKnob(kOutputKnobBitmap, 159, 132, kOutputTag, 0.5f, at);
   outputField =
-      makeField(fieldUnder(at, false), kOutputFieldTag, -120.0f, 12.0f, true, reverb->getParameter(kOutput));
+      makeField(fieldUnder(at, false), kOutputFieldTag, -120.0f, 12.0f, true, controller->getParameter(kOutputTag));
   // 10. Bypass switch.
   {
     auto* bitmap = new CBitmap(kBypassBitmap);
     bypassButton = new COnOffButton(CRect(55, 141, 79, 157), this, kBypassTag, bitmap);
-    bypassButton->setValue(reverb->getParameter(kBypass));
+    bypassButton->setValue(controller->getParameter(kBypassTag));
     frame->addView(bypassButton);
     bitmap->forget();
   }
@@ -154,54 +157,45 @@ void ReverbEditor::close() {
 
 void ReverbEditor::idle() {
   AEffGUIEditor::idle();
-
-  const float x = reverb->peakLeft;
-  const float clip = x >= 1.0f ? 1.0f : 0.0f;
-  if (static_cast<double>(x) >= reverb->heldPeak) {
-    reverb->meterHoldCount = 0;
-    reverb->heldPeak = x;
-  } else {
-    // Blocks pile up while the peak rises and are counted once it falls.
-    reverb->meterHoldCount += reverb->blockCount;
-    reverb->blockCount = 0;
-    if (reverb->meterHoldCount >= reverb->meterHoldBlocks) {
-      reverb->heldPeak = x;
-      reverb->meterHoldCount = 0;
-    }
-  }
+  korro::LevelMeter* level = controller ? controller->levelMeter() : nullptr;
+  if (!level) return;
+  const korro::LevelMeter::Reading reading = level->take();
   if (meter) {
-    meter->setClipAndPeak(clip, static_cast<float>(reverb->heldPeak));
+    meter->setClipAndPeak(reading.peak >= 1.0f ? 1.0f : 0.0f, static_cast<float>(reading.held));
     // A new tiny value every time, so the frame redraws the LED at each idle.
     meter->setValue(static_cast<float>(redrawNudge() % 32768) * 1e-15f);
   }
-  reverb->peakLeft = 0.0f;
-  reverb->peakRight = 0.0f;
 }
 
-void ReverbEditor::setParameter(std::int32_t index, float) {
+void ReverbEditor::refreshParameter(std::int32_t index) {
   if (!frame) return;
   char text[256];
+  const float value = controller->getParameter(index);
   switch (index) {
-    case kBypass:
-      if (bypassButton) bypassButton->setValue(reverb->getParameter(kBypass));
+    case kBypassTag:
+      if (bypassButton) bypassButton->setValue(value);
       break;
-    case kDecay:
-    case kDamp:
-    case kMix: {
-      if (CAnimKnob* k = knob(index)) k->setValue(reverb->getParameter(index));
-      korro::percentText(reverb->getParameter(index), text);
+    case kDecayTag:
+    case kDampTag:
+    case kMixTag:
+      if (CAnimKnob* k = knob(index)) k->setValue(value);
+      korro::percentText(value, text);
       field(index)->setText(text);
       break;
-    }
-    case kOutput:
-      if (outputKnob) outputKnob->setValue(reverb->getParameter(kOutput));
-      korro::decibelText(reverb->getParameter(kOutput), text);
+    case kOutputTag:
+      if (outputKnob) outputKnob->setValue(value);
+      korro::decibelText(value, text);
       outputField->setText(text);
       break;
     default:
       break;
   }
-  postUpdate();
+}
+
+void ReverbEditor::automate(std::int32_t index, float value) {
+  if (!controller) return;
+  controller->setParameterAutomated(index, value);
+  applyParameterChanges();
 }
 
 void ReverbEditor::valueChanged(CDrawContext* context, CControl* control) {
@@ -224,25 +218,25 @@ void ReverbEditor::valueChanged(CDrawContext* context, CControl* control) {
     case kDampTag:
     case kOutputTag:
     case kMixTag:
-      reverb->setParameterAutomated(tag, control->getValue());
+      automate(tag, control->getValue());
       if (context) control->update(context);
       break;
     case kMeterTag:
       if (meter && meter->isClipLatched()) meter->resetClip();
-      reverb->heldPeak = 0.0;
+      if (korro::LevelMeter* level = controller ? controller->levelMeter() : nullptr) level->clearHeld();
       break;
     case kDecayFieldTag:
     case kDampFieldTag:
     case kMixFieldTag: {
-      const std::int32_t index = tag == kDecayFieldTag ? kDecay : tag == kDampFieldTag ? kDamp : kMix;
+      const std::int32_t index = tag == kDecayFieldTag ? kDecayTag : tag == kDampFieldTag ? kDampTag : kMixTag;
       const double v = typedValue(control);
-      reverb->setParameterAutomated(index, static_cast<float>(v * 0.01));
+      automate(index, static_cast<float>(v * 0.01));
       if (context) control->update(context);
       break;
     }
     case kOutputFieldTag: {
       const double v = typedValue(control);
-      reverb->setParameterAutomated(kOutput, korro::parameterFromDecibels(v));
+      automate(kOutputTag, korro::parameterFromDecibels(v));
       if (context) control->update(context);
       break;
     }

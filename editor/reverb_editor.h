@@ -14,7 +14,6 @@ class COnOffButton;
 class CPeakMeter;
 class CSplashScreen;
 class CTextEdit;
-class ReverbEffect;
 
 // Skin resources.
 enum ReverbBitmap : std::int32_t {
@@ -45,15 +44,13 @@ enum ReverbTag : std::int32_t {
 
 class ReverbEditor : public AEffGUIEditor, public CControlListener {
  public:
-  explicit ReverbEditor(ReverbEffect* effect);
+  explicit ReverbEditor(EditController* controller);
   ~ReverbEditor() override;
 
   std::intptr_t open(void* parentWindow) override;
   void close() override;
-  // Redraws, then feeds the meter from the effect's peak fields (also while closed).
+  // Redraws, then feeds the meter from the effect's level meter (also while closed).
   void idle() override;
-  // Moves the controls of `index` to the parameter's current value.
-  void setParameter(std::int32_t index, float value) override;
   void valueChanged(CDrawContext* context, CControl* control) override;
 
   bool isOpen() const { return frame != nullptr; }
@@ -65,8 +62,13 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
   CPeakMeter* getMeter() const { return meter; }
   CSplashScreen* getAbout() const { return about; }
 
+ protected:
+  void refreshParameter(std::int32_t index) override;
+
  private:
-  ReverbEffect* reverb;
+  // The user's own change: the controller stores it and the controls show it at once.
+  void automate(std::int32_t index, float value);
+
   CBitmap* background = nullptr;
   // Feeds only the meter's redraw nudge; private, so the host's rand() is left alone.
   std::minstd_rand redrawNudge{32767};

@@ -16,6 +16,10 @@ const char* CDrawContext::fontFace(std::int32_t id) { return kFontFaces[id >= 0 
 
 CDrawContext::CDrawContext(CFrame* f, platform::Window* w) : frame(f), window(w) {}
 
+CDrawContext::~CDrawContext() {
+  if (window) platform::flush(window);
+}
+
 std::int32_t CDrawContext::getMouseButtons() { return platform::mouseButtons(); }
 
 void CDrawContext::getMouseLocation(CPoint& where) {

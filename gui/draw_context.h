@@ -13,6 +13,10 @@ class CFrame;
 class CDrawContext {
  public:
   CDrawContext(CFrame* frame, korro::platform::Window* window);
+  // What was drawn through the context reaches the screen here, in one piece.
+  ~CDrawContext();
+  CDrawContext(const CDrawContext&) = delete;
+  CDrawContext& operator=(const CDrawContext&) = delete;
 
   // Buttons and modifiers held at this moment (CButton bits).
   std::int32_t getMouseButtons();

@@ -82,7 +82,7 @@ void CFrame::draw(CDrawContext* context) {
 }
 
 void CFrame::draw(CView* view) {
-  if (!window) return;
+  if (!window || !open) return;
   CDrawContext context(this, window);
   if (view && isChild(view))
     view->draw(&context);
@@ -169,14 +169,21 @@ void CFrame::dispatchEvents() {
 }
 
 void CFrame::onPaint() {
-  if (!window) return;
+  if (!window || !open) return;
   CDrawContext context(this, window);
   draw(&context);
 }
 
 void CFrame::onButtonDown(int x, int y, int /*buttons*/) {
-  if (!window) return;
+  if (!window || !open) return;
   CDrawContext context(this, window);
   CPoint where(x, y);
   mouse(&context, where);
+}
+
+// The host destroyed its window and ours with it: stop painting. The
+// platform window itself is released with the frame.
+void CFrame::onDestroyed() {
+  open = false;
+  parentWindow = nullptr;
 }

@@ -57,6 +57,7 @@ class CFrame : public CView, private korro::platform::WindowHandler {
  private:
   void onPaint() override;
   void onButtonDown(int x, int y, int buttons) override;
+  void onDestroyed() override;
 
   AEffGUIEditor* editor;
   void* parentWindow;

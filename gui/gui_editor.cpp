@@ -2,16 +2,16 @@
 
 #include "frame.h"
 #include "platform/platform.h"
-#include "shell/audio_effect.h"
 
 namespace platform = korro::platform;
 
 std::int32_t AEffGUIEditor::knobMode = 0;
 
-AEffGUIEditor::AEffGUIEditor(AudioEffect* e) : effect(e) {
-  if (effect) effect->setEditor(this);
-  lastTicks = platform::tickCount();
+namespace {
+constexpr std::uint32_t kOtherParameters = 1u << 31;
 }
+
+AEffGUIEditor::AEffGUIEditor(EditController* c) : controller(c) { lastTicks = platform::tickCount(); }
 
 AEffGUIEditor::~AEffGUIEditor() = default;
 
@@ -30,6 +30,7 @@ std::intptr_t AEffGUIEditor::open(void* parent) {
 void AEffGUIEditor::idle() {
   if (inIdleStuff) return;
   if (frame) frame->dispatchEvents();
+  applyParameterChanges();
   if (updateFlag) {
     updateFlag = 0;
     update();
@@ -46,7 +47,18 @@ bool AEffGUIEditor::onWheel(float distance) {
   return frame ? frame->onWheel(nullptr, CPoint(0, 0), distance) : false;
 }
 
-void AEffGUIEditor::setParameter(std::int32_t, float) { postUpdate(); }
+void AEffGUIEditor::setParameter(std::int32_t index, float) {
+  const std::uint32_t bit = index >= 0 && index < 31 ? 1u << index : kOtherParameters;
+  changedParameters.fetch_or(bit, std::memory_order_relaxed);
+}
+
+void AEffGUIEditor::applyParameterChanges() {
+  const std::uint32_t changed = changedParameters.exchange(0, std::memory_order_relaxed);
+  if (!changed) return;
+  for (std::int32_t index = 0; index < 31; ++index)
+    if (changed & (1u << index)) refreshParameter(index);
+  postUpdate();
+}
 
 void AEffGUIEditor::draw(ERect*) {
   if (frame) frame->draw(static_cast<CView*>(nullptr));
@@ -63,14 +75,14 @@ void AEffGUIEditor::doIdleStuff() {
   platform::pumpOnePaint();
   lastTicks = now;
   inIdleStuff = true;
-  if (effect) effect->masterIdle();
+  if (controller) controller->idleHost();
   inIdleStuff = false;
 }
 
 void AEffGUIEditor::beginEdit(std::int32_t index) {
-  if (effect) effect->beginEdit(index);
+  if (controller) controller->beginEdit(index);
 }
 
 void AEffGUIEditor::endEdit(std::int32_t index) {
-  if (effect) effect->endEdit(index);
+  if (controller) controller->endEdit(index);
 }

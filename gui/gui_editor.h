@@ -1,23 +1,28 @@
-// The editor base: connects a frame to the effect and to the host's editor
-// requests, and keeps the host alive while a control tracks the mouse.
+// The editor base: connects a frame to the effect's controller and to the
+// host's editor requests, and keeps the host alive while a control tracks
+// the mouse. Parameter changes may be announced from any thread; they are
+// shown on the editor's own thread, at idle or at once after its own gestures.
 #pragma once
 
-#include "shell/aeff_editor.h"
+#include <atomic>
 
-class AudioEffect;
+#include "shell/aeff_editor.h"
+#include "shell/edit_controller.h"
+
 class CFrame;
 
 class AEffGUIEditor : public AEffEditor {
  public:
-  // Attaches itself to the effect, which raises the effect's has-editor flag.
-  explicit AEffGUIEditor(AudioEffect* effect);
+  // The effect owns the editor and makes it known to the host.
+  explicit AEffGUIEditor(EditController* controller);
   ~AEffGUIEditor() override;
 
   std::intptr_t getRect(ERect** rect) override;
   // Remembers the parent and asks for an update; the real editor builds its frame.
   std::intptr_t open(void* parentWindow) override;
   void close() override {}
-  // Delivers the window's events, runs a pending update, then the frame's idle.
+  // Delivers the window's events, shows changed parameters, runs a pending
+  // update, then the frame's idle.
   void idle() override;
   virtual void update() {}
   virtual void postUpdate() { updateFlag = 1; }
@@ -25,6 +30,7 @@ class AEffGUIEditor : public AEffEditor {
   std::intptr_t onKeyUp(VstKeyCode&) override { return -1; }
   std::intptr_t setKnobMode(int mode) override;
   virtual bool onWheel(float distance);
+  // Any thread: only notes the index.
   void setParameter(std::int32_t index, float value) override;
   virtual void draw(ERect* rect = nullptr);
   // Called over and over while a control tracks the mouse.
@@ -33,14 +39,19 @@ class AEffGUIEditor : public AEffEditor {
   void beginEdit(std::int32_t index);
   void endEdit(std::int32_t index);
 
-  AudioEffect* getEffect() const { return effect; }
+  EditController* getController() const { return controller; }
   CFrame* getFrame() const { return frame; }
   void* getParentWindow() const { return parentWindow; }
   // One mode for every editor of the module: 2 makes knobs follow straight drags.
   static std::int32_t getKnobMode() { return knobMode; }
 
  protected:
-  AudioEffect* effect;
+  // Shows every parameter changed since the last call; the editor's thread only.
+  void applyParameterChanges();
+  // Moves the controls of one parameter to its current value.
+  virtual void refreshParameter(std::int32_t /*index*/) {}
+
+  EditController* controller;
   void* parentWindow = nullptr;
   std::int32_t updateFlag = 0;
   ERect rect{0, 0, 0, 0};
@@ -49,4 +60,8 @@ class AEffGUIEditor : public AEffEditor {
   bool inIdleStuff = false;
 
   static std::int32_t knobMode;
+
+ private:
+  // One bit per index below 31; bit 31 stands for every other index.
+  std::atomic<std::uint32_t> changedParameters{0};
 };

@@ -1,5 +1,5 @@
 // What the effect needs of an editor: the host's editor requests, and the
-// parameter echo the effect sends after every accepted parameter write.
+// parameter echo the effect sends after every parameter write.
 #pragma once
 
 #include <cstdint>
@@ -18,5 +18,7 @@ class AEffEditor {
   virtual std::intptr_t onKeyDown(VstKeyCode& key) = 0;
   virtual std::intptr_t onKeyUp(VstKeyCode& key) = 0;
   virtual std::intptr_t setKnobMode(int mode) = 0;
+  // May come from any thread, the audio thread too: an editor only notes the
+  // index here and shows the change on its own thread.
   virtual void setParameter(std::int32_t index, float value) = 0;
 };

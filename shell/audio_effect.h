@@ -4,11 +4,12 @@
 
 #include <cstdint>
 
+#include "edit_controller.h"
 #include "vst_abi.h"
 
 class AEffEditor;
 
-class AudioEffect {
+class AudioEffect : public EditController {
  public:
   AudioEffect(HostCallback audioMaster, std::int32_t numPrograms, std::int32_t numParams);
   virtual ~AudioEffect();
@@ -23,9 +24,9 @@ class AudioEffect {
                                    float opt);
 
   virtual void setParameter(std::int32_t /*index*/, float /*value*/) {}
-  virtual float getParameter(std::int32_t /*index*/) { return 0.0f; }
+  float getParameter(std::int32_t /*index*/) override { return 0.0f; }
   // The editor's path: set, then tell the host.
-  virtual void setParameterAutomated(std::int32_t index, float value);
+  void setParameterAutomated(std::int32_t index, float value) override;
 
   virtual void process(float** /*inputs*/, float** /*outputs*/, std::int32_t /*frames*/) {}
   virtual void processReplacing(float** /*inputs*/, float** /*outputs*/, std::int32_t /*frames*/) {}
@@ -57,8 +58,9 @@ class AudioEffect {
   void masterIdle();
   bool isInputConnected(std::int32_t input);
   bool isOutputConnected(std::int32_t output);
-  void beginEdit(std::int32_t index);
-  void endEdit(std::int32_t index);
+  void beginEdit(std::int32_t index) override;
+  void endEdit(std::int32_t index) override;
+  void idleHost() override { masterIdle(); }
   std::intptr_t getOutputLatency();
   std::intptr_t updateBlockSize();
 

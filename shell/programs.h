@@ -1,17 +1,36 @@
 // The program table: five parameter values and a name per program.
 #pragma once
 
+#include <atomic>
+
 namespace korro {
+
+// A value the host's automation may write while a block reads it. Relaxed:
+// the same instructions as a plain float, without the data race.
+class RelaxedFloat {
+ public:
+  RelaxedFloat(float v = 0.0f) : value(v) {}
+  RelaxedFloat(const RelaxedFloat& other) : value(static_cast<float>(other)) {}
+  RelaxedFloat& operator=(const RelaxedFloat& other) { return *this = static_cast<float>(other); }
+  RelaxedFloat& operator=(float v) {
+    value.store(v, std::memory_order_relaxed);
+    return *this;
+  }
+  operator float() const { return value.load(std::memory_order_relaxed); }
+
+ private:
+  std::atomic<float> value;
+};
 
 inline constexpr int kProgramCount = 8;
 inline constexpr int kProgramNameSize = 36;  // 35 characters and the terminator
 
 struct ProgramRecord {
-  float bypass = 1.0f;
-  float decay = 0.5f;
-  float damp = 0.25f;
-  float mix = 0.5f;
-  float output = 0.5f;
+  RelaxedFloat bypass = 1.0f;
+  RelaxedFloat decay = 0.5f;
+  RelaxedFloat damp = 0.25f;
+  RelaxedFloat mix = 0.5f;
+  RelaxedFloat output = 0.5f;
   char name[kProgramNameSize] = "Init";
 };
 

@@ -3,7 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "editor/reverb_editor.h"
+#include "aeff_editor.h"
+#include "editor_factory.h"
 
 using korro::kProgramCount;
 
@@ -46,7 +47,7 @@ ReverbEffect::ReverbEffect(HostCallback audioMaster) : AudioEffectX(audioMaster,
     std::snprintf(r.name, sizeof r.name, "%s", f.name);
   }
 
-  new ReverbEditor(this);  // attaches itself and raises the has-editor flag
+  setEditor(createReverbEditor(*this));
 
   setProgram(0);
   suspend();  // leaves every delay line empty and the engine at 44,100 Hz
@@ -61,31 +62,32 @@ ReverbEffect::~ReverbEffect() {
 // ---------------------------------------------------------------- parameters
 
 void ReverbEffect::setParameter(std::int32_t index, float value) {
+  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
-    case kBypass:
+    case kBypass: {
       for (int p = 0; p < kProgramCount; ++p) programTable[p].bypass = value;
-      {
-        const long double rounded = static_cast<long double>(value) + 0.5L;
-        bypassed = (rounded > -2147483648.0L && rounded < 2147483648.0L) ? static_cast<std::int32_t>(rounded) : 0;
-      }
+      const long double rounded = static_cast<long double>(value) + 0.5L;
+      const bool fits = rounded > -2147483648.0L && rounded < 2147483648.0L;
+      bypassed.store(fits ? static_cast<std::int32_t>(rounded) : 0, r);
       break;
+    }
     case kDecay:
       current().decay = value;
-      decay = value;
+      decay.store(value, r);
       break;
     case kDamp:
       current().damp = value;
-      damp = value;
+      damp.store(value, r);
       break;
     case kOutput:
       current().output = value;
-      output = value;
+      output.store(value, r);
       for (int p = 0; p < numPrograms; ++p) programTable[p].output = value;
-      outputGain.store(output * output * 4.0f, std::memory_order_relaxed);
+      outputGain.store(value * value * 4.0f, r);
       break;
     case kMix:
       current().mix = value;
-      mix.store(value, std::memory_order_relaxed);
+      mix.store(value, r);
       for (int p = 0; p < numPrograms; ++p) programTable[p].mix = value;
       break;
     default:
@@ -94,18 +96,21 @@ void ReverbEffect::setParameter(std::int32_t index, float value) {
   if (editor) editor->setParameter(index, value);
 }
 
+// Decay answers the effect's copy, always equal to the current program's:
+// reading the record would race with a program change on another thread.
 float ReverbEffect::getParameter(std::int32_t index) {
+  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
     case kBypass:
-      return static_cast<float>(bypassed);
+      return static_cast<float>(bypassed.load(r));
     case kDecay:
-      return current().decay;
+      return decay.load(r);
     case kDamp:
-      return current().damp;
+      return damp.load(r);
     case kOutput:
-      return output;
+      return output.load(r);
     case kMix:
-      return mix.load(std::memory_order_relaxed);
+      return mix.load(r);
     default:
       return 0.0f;
   }
@@ -123,16 +128,16 @@ void ReverbEffect::getParameterDisplay(std::int32_t index, char* text) {
   if (!text) return;
   switch (index) {
     case kBypass:
-      std::strcpy(text, bypassed ? " bypassed " : " process ");
+      std::strcpy(text, bypassed.load(std::memory_order_relaxed) ? " bypassed " : " process ");
       break;
     case kDecay:
       float2string(percent(current().decay), text);
       break;
     case kDamp:
-      float2string(percent(damp), text);
+      float2string(percent(damp.load(std::memory_order_relaxed)), text);
       break;
     case kOutput:
-      dB2string(output, text);
+      dB2string(output.load(std::memory_order_relaxed), text);
       break;
     case kMix:
       float2string(percent(mix.load(std::memory_order_relaxed)), text);
@@ -199,11 +204,7 @@ bool ReverbEffect::getProductString(char* text) {
 // ------------------------------------------------------------------- set-up
 
 void ReverbEffect::suspend() {
-  heldPeak = 0.0;
-  peakLeft = peakRight = 0.0f;
-  blockCount = 0;
-  meterHoldBlocks = 100;
-  meterHoldCount = 0;
+  meter.reset();
   engine.suspend();
 }
 
@@ -213,7 +214,8 @@ void ReverbEffect::resume() {
   // The meter holds a peak for about two seconds' worth of the host's blocks.
   std::intptr_t x = updateBlockSize();
   if (x <= 0 || x > 4096) x = 256;
-  meterHoldBlocks = static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x));
+  meter.meterHoldBlocks.store(static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x)),
+                             std::memory_order_relaxed);
 }
 
 // -------------------------------------------------------------- block frame
@@ -233,24 +235,22 @@ void ReverbEffect::flushDelayMemory() { engine.flushDelayMemory(); }
 void ReverbEffect::processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames) {
   // A missing right channel pointer is treated like an unconnected pin.
   const bool stereo = isInputConnected(1) && inputs && inputs[1];
-  bypassed = truncateToInt32(current().bypass);
+  bypassed.store(truncateToInt32(current().bypass), std::memory_order_relaxed);
   if (frames > 0) engine.processInput(inputs[0], stereo ? inputs[1] : inputs[0], coreInput, dryInput, frames);
 }
 
-void ReverbEffect::updateTank() { engine.updateTank(decay, damp); }
+void ReverbEffect::updateTank() { engine.updateTank(decay.load(std::memory_order_relaxed), damp.load(std::memory_order_relaxed)); }
 
 void ReverbEffect::processTank(float** input, float** output, std::int32_t frames) {
-  engine.processTank(input, output, frames, bypassed != 0);
+  engine.processTank(input, output, frames, bypassed.load(std::memory_order_relaxed) != 0);
 }
 
 void ReverbEffect::processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                                  korro::OutputStage::Store store) {
   const bool stereo = isOutputConnected(1) && outputs && outputs[1];
-  korro::OutputPeaks peaks{peakLeft, peakRight};
+  korro::OutputPeaks peaks;
   engine.processOutput(dryInput, coreOutput, outputs, frames, stereo, mix, outputGain, store, peaks);
-  peakLeft = peaks.left;
-  peakRight = peaks.right;
-  ++blockCount;
+  meter.raise(peaks.left, peaks.right);
 }
 
 void ReverbEffect::processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) {

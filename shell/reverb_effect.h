@@ -7,6 +7,7 @@
 
 #include "audio_effect_x.h"
 #include "engine/reverb_engine.h"
+#include "engine/level_meter.h"
 #include "programs.h"
 
 enum ReverbParameter : std::int32_t {
@@ -50,13 +51,10 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
   void processOutputAdding(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) override;
   void processOutputReplacing(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames) override;
 
-  // Level meter, written by the output stage and set-up, read and cleared by the editor.
-  float peakLeft = 0.0f;
-  float peakRight = 0.0f;
-  std::int32_t blockCount = 0;
-  std::int32_t meterHoldBlocks = 100;
-  std::int32_t meterHoldCount = 0;
-  double heldPeak = 0.0;
+  korro::LevelMeter* levelMeter() override { return &meter; }
+
+  // Raised after every block, its hold set by set-up, taken and cleared by the editor.
+  korro::LevelMeter meter;
 
   // Read-only views for tools and tests.
   double getEngineRate() const { return engine.engineRate(); }
@@ -75,11 +73,11 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
                      korro::OutputStage::Store store);
   korro::ProgramRecord& current() { return programTable[curProgram]; }
 
-  // Parameter state. Mix and Output are read by the audio thread at every frame.
-  std::int32_t bypassed = 0;
-  float decay = 0.0f;
-  float damp = 0.0f;
-  float output = 0.0f;
+  // Parameter state: written by whichever thread sets a parameter, read by blocks and the editor.
+  std::atomic<std::int32_t> bypassed{0};
+  std::atomic<float> decay{0.0f};
+  std::atomic<float> damp{0.0f};
+  std::atomic<float> output{0.0f};
   std::atomic<float> mix{0.0f};
   std::atomic<float> outputGain{0.0f};
 

@@ -59,7 +59,11 @@ class WindowHandler {
   // The window's contents were lost (first show, uncovered): repaint all of it.
   virtual void onPaint() = 0;
   // A mouse button went down at (x, y); `buttons` is the state at that moment.
+  // The first mouseButtons() read while this runs answers that state, even
+  // if the button is up again by now.
   virtual void onButtonDown(int x, int y, int buttons) = 0;
+  // The window is gone with its parent: nothing more may be drawn on it.
+  virtual void onDestroyed() {}
 };
 
 // A child window of the host's window `parent`, shown at once with a paint pending.
@@ -71,6 +75,8 @@ void destroyWindow(Window* window);
 void dispatchEvents(Window* window);
 // Delivers one pending paint of any window, if there is one; true if it did.
 bool pumpOnePaint();
+// Shows what was drawn since the last flush; a backend may hold drawing back until then.
+void flush(Window* window);
 
 // ---------------------------------------------------------------- drawing (clipped to the window)
 // Copies the w × h block at (srcX, srcY) of the bitmap to `dst`. With `keyed`,

@@ -251,17 +251,17 @@ TEST_F(Effect, BlockCountGrowsOncePerBlockEvenWithoutFrames) {
   StereoBuffer in(512, 0.5f), out(512);
   float* i[2] = {in.left.data(), in.right.data()};
   float* o[2] = {out.left.data(), out.right.data()};
-  fx->blockCount = 0;
+  fx->meter.blockCount = 0;
   fx->processReplacing(i, o, 0);
   fx->process(i, o, 0);
-  EXPECT_EQ(fx->blockCount, 2);
+  EXPECT_EQ(fx->meter.blockCount.load(), 2);
   fx->setParameter(kMix, 0.0f);
   fx->setParameter(kOutput, 1.0f);  // gain 4
   in.left[17] = -0.3f;
   fx->processReplacing(i, o, 512);
-  EXPECT_EQ(fx->blockCount, 3);
-  EXPECT_EQ(fx->peakLeft, 2.0f);
-  EXPECT_EQ(fx->peakRight, 2.0f);
+  EXPECT_EQ(fx->meter.blockCount.load(), 3);
+  EXPECT_EQ(fx->meter.peakLeft.load(), 2.0f);
+  EXPECT_EQ(fx->meter.peakRight.load(), 2.0f);
 }
 
 TEST_F(Effect, FirstOddBlockAtHalfRateAfterAResizeReadsNoStrayValues) {

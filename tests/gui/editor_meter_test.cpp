@@ -25,8 +25,8 @@ class Meter : public EditorTest {
   }
   // One host idle with this left peak since the last.
   void idleWith(float peak) {
-    fx->peakLeft = peak;
-    fx->peakRight = peak;
+    fx->meter.peakLeft = peak;
+    fx->meter.peakRight = peak;
     idle();
   }
 };
@@ -53,7 +53,7 @@ TEST_F(Meter, LedLatchesAClipUntilReset) {
 
   // A click while latched turns it off and forgets the held peak.
   press(232, 149, kLeftButton);
-  EXPECT_EQ(fx->heldPeak, 0.0);
+  EXPECT_EQ(fx->meter.heldPeak.load(), 0.0);
   idleWith(0);
   idleWith(0);
   EXPECT_EQ(led(), 2);
@@ -63,11 +63,11 @@ TEST_F(Meter, ClipNeedsTheFullScaleOnTheLeftChannel) {
   idleWith(0.999f);
   idleWith(0);
   EXPECT_EQ(led(), 2);
-  fx->peakRight = 5.0f;  // the right channel is collected but never shown
+  fx->meter.peakRight = 5.0f;  // the right channel is collected but never shown
   idle();
   idle();
   EXPECT_EQ(led(), 2);
-  EXPECT_EQ(fx->peakRight, 0.0f);
+  EXPECT_EQ(fx->meter.peakRight.load(), 0.0f);
   idleWith(1.0f);
   idleWith(0);
   EXPECT_EQ(led(), 0);
@@ -75,10 +75,10 @@ TEST_F(Meter, ClipNeedsTheFullScaleOnTheLeftChannel) {
 
 TEST_F(Meter, ClickWhenNotLatchedOnlyForgetsTheHeldPeak) {
   idleWith(0.5f);
-  ASSERT_EQ(fx->heldPeak, 0.5);
+  ASSERT_EQ(fx->meter.heldPeak.load(), 0.5);
   hostCalls().clear();
   press(kLed.left, kLed.top, kLeftButton);
-  EXPECT_EQ(fx->heldPeak, 0.0);
+  EXPECT_EQ(fx->meter.heldPeak.load(), 0.0);
   EXPECT_TRUE(hostCalls().empty());
   EXPECT_FALSE(editor()->getMeter()->isClipLatched());
 }
@@ -90,14 +90,14 @@ TEST_F(Meter, ReadoutTextAndColourFollowTheHeldPeak) {
     platform::Rgb colour;
   } cases[] = {{0.5f, "-6.02dB", kQuiet}, {1.0f, "0.00dB", kOver}, {2.0f, "6.02dB", kOver}};
   for (const auto& c : cases) {
-    fx->heldPeak = 0.0;
+    fx->meter.heldPeak = 0.0;
     idleWith(c.peak);
     idleWith(0);  // falls below the held peak: held for now
     EXPECT_EQ(textMismatches(window(), kReadout, c.text, c.colour), 0) << c.text;
   }
   for (double held : {0.0, 1e-6}) {
-    fx->heldPeak = held;
-    fx->meterHoldCount = 0;
+    fx->meter.heldPeak = held;
+    fx->meter.meterHoldCount = 0;
     idleWith(static_cast<float>(held));
     idleWith(static_cast<float>(held));
     EXPECT_EQ(textMismatches(window(), kReadout, "-oodB", kQuiet), 0) << held;
@@ -121,49 +121,49 @@ TEST_F(Meter, SameHeldPeakRedrawsTheLedButNotTheReadout) {
 }
 
 TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
-  fx->meterHoldBlocks = 10;
+  fx->meter.meterHoldBlocks = 10;
   idleWith(0.5f);
-  EXPECT_EQ(fx->heldPeak, 0.5);
-  EXPECT_EQ(fx->peakLeft, 0.0f);
+  EXPECT_EQ(fx->meter.heldPeak.load(), 0.5);
+  EXPECT_EQ(fx->meter.peakLeft.load(), 0.0f);
   // Blocks counted while the peak rises wait for the first idle where it falls.
-  fx->blockCount = 30;
+  fx->meter.blockCount = 30;
   idleWith(0.6f);
-  EXPECT_EQ(fx->blockCount, 30);
-  EXPECT_EQ(fx->meterHoldCount, 0);
-  fx->blockCount = 4;
+  EXPECT_EQ(fx->meter.blockCount.load(), 30);
+  EXPECT_EQ(fx->meter.meterHoldCount.load(), 0);
+  fx->meter.blockCount = 4;
   idleWith(0.1f);
-  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.6f));
-  EXPECT_EQ(fx->meterHoldCount, 4);
-  EXPECT_EQ(fx->blockCount, 0);
-  fx->blockCount = 6;
+  EXPECT_EQ(fx->meter.heldPeak.load(), static_cast<double>(0.6f));
+  EXPECT_EQ(fx->meter.meterHoldCount.load(), 4);
+  EXPECT_EQ(fx->meter.blockCount.load(), 0);
+  fx->meter.blockCount = 6;
   idleWith(0.1f);
-  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.1f));
-  EXPECT_EQ(fx->meterHoldCount, 0);
+  EXPECT_EQ(fx->meter.heldPeak.load(), static_cast<double>(0.1f));
+  EXPECT_EQ(fx->meter.meterHoldCount.load(), 0);
   idleWith(0);
   idleWith(0);
   EXPECT_EQ(textMismatches(window(), kReadout, "-20.00dB", kQuiet), 0);
 }
 
 TEST_F(Meter, SilentHostReadsMinusInfinityAfterTheHold) {
-  fx->meterHoldBlocks = 3;
+  fx->meter.meterHoldBlocks = 3;
   idleWith(0.25f);
   for (int i = 0; i < 3; ++i) {
-    fx->blockCount = 1;
+    fx->meter.blockCount = 1;
     idleWith(0);
   }
-  EXPECT_EQ(fx->heldPeak, 0.0);
+  EXPECT_EQ(fx->meter.heldPeak.load(), 0.0);
   idle();
   EXPECT_EQ(textMismatches(window(), kReadout, "-oodB", kQuiet), 0);
 }
 
 TEST_F(Meter, IdleWhileClosedKeepsTheBookkeeping) {
   close();
-  fx->peakLeft = 0.7f;
-  fx->peakRight = 0.9f;
+  fx->meter.peakLeft = 0.7f;
+  fx->meter.peakRight = 0.9f;
   idle();
-  EXPECT_EQ(fx->heldPeak, static_cast<double>(0.7f));
-  EXPECT_EQ(fx->peakLeft, 0.0f);
-  EXPECT_EQ(fx->peakRight, 0.0f);
+  EXPECT_EQ(fx->meter.heldPeak.load(), static_cast<double>(0.7f));
+  EXPECT_EQ(fx->meter.peakLeft.load(), 0.0f);
+  EXPECT_EQ(fx->meter.peakRight.load(), 0.0f);
   EXPECT_EQ(hl::liveWindows(), 0);
 }
 

@@ -38,12 +38,12 @@ int main(int argc, char** argv) {
   fx->setProgram(2);  // "Typical Spring"
   int parent = 0;
   e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);
-  if (clip) fx->peakLeft = 1.2f;
-  else fx->peakLeft = 0.5f;
+  if (clip) fx->meter.peakLeft = 1.2f;
+  else fx->meter.peakLeft = 0.5f;
   e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
   e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);  // the readout follows one idle later
   if (clip) {
-    fx->peakLeft = 0.0f;
+    fx->meter.peakLeft = 0.0f;
     e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
   }
   korro::platform::Window* w = korro::headless::currentWindow();

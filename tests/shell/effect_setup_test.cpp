@@ -27,7 +27,7 @@ TEST_F(Effect, NewEffectSitsSuspendedAt44100) {
   EXPECT_EQ(fx.getEngineRate(), 44100.0);
   EXPECT_EQ(fx.getDecimation(), 0);
   EXPECT_EQ(fx.getProgram(), 0);
-  EXPECT_EQ(fx.meterHoldBlocks, 100);
+  EXPECT_EQ(fx.meter.meterHoldBlocks.load(), 100);
   EXPECT_EQ(fx.getOutputGain(), 1.0f);
 }
 
@@ -117,28 +117,28 @@ TEST_F(Effect, MeterHoldCountsTheBlocksOfTwoSeconds) {
   } cases[] = {{44100, 512, 172}, {96000, 512, 375}, {44100, 0, 344}, {44100, 5000, 344}, {48000, 4096, 23}};
   for (const Case& c : cases) {
     resumeWith(c.rate, c.block);
-    EXPECT_EQ(fx.meterHoldBlocks, c.hold) << c.rate << " " << c.block;
+    EXPECT_EQ(fx.meter.meterHoldBlocks.load(), c.hold) << c.rate << " " << c.block;
   }
   fx.suspend();
-  EXPECT_EQ(fx.meterHoldBlocks, 100);
+  EXPECT_EQ(fx.meter.meterHoldBlocks.load(), 100);
 }
 
 TEST_F(Effect, SuspendClearsTheMeterResumeLeavesIt) {
-  fx.peakLeft = 0.5f;
-  fx.peakRight = 0.25f;
-  fx.blockCount = 9;
-  fx.heldPeak = 0.7;
-  fx.meterHoldCount = 3;
+  fx.meter.peakLeft = 0.5f;
+  fx.meter.peakRight = 0.25f;
+  fx.meter.blockCount = 9;
+  fx.meter.heldPeak = 0.7;
+  fx.meter.meterHoldCount = 3;
   resumeWith(44100, 512);
-  EXPECT_EQ(fx.peakLeft, 0.5f);
-  EXPECT_EQ(fx.blockCount, 9);
-  EXPECT_EQ(fx.heldPeak, 0.7);
+  EXPECT_EQ(fx.meter.peakLeft.load(), 0.5f);
+  EXPECT_EQ(fx.meter.blockCount.load(), 9);
+  EXPECT_EQ(fx.meter.heldPeak.load(), 0.7);
   fx.suspend();
-  EXPECT_EQ(fx.peakLeft, 0.0f);
-  EXPECT_EQ(fx.peakRight, 0.0f);
-  EXPECT_EQ(fx.blockCount, 0);
-  EXPECT_EQ(fx.heldPeak, 0.0);
-  EXPECT_EQ(fx.meterHoldCount, 0);
+  EXPECT_EQ(fx.meter.peakLeft.load(), 0.0f);
+  EXPECT_EQ(fx.meter.peakRight.load(), 0.0f);
+  EXPECT_EQ(fx.meter.blockCount.load(), 0);
+  EXPECT_EQ(fx.meter.heldPeak.load(), 0.0);
+  EXPECT_EQ(fx.meter.meterHoldCount.load(), 0);
 }
 
 TEST(Float2String, DigitsAreTruncatedWithinEightCharacters) {

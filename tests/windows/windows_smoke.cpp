@@ -142,11 +142,10 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   DeleteObject(skin);
   ReleaseDC(editor, screen);
 
-  // The bypass switch toggles on the press and tells the host.
+  // The bypass switch toggles on the press and tells the host, also when the
+  // button is up again before the press is delivered.
   host.clear();
-  click(editor, 67, 149, true, false);
-  pump(fx, 3);
-  click(editor, 67, 149, false, true);
+  click(editor, 67, 149, true, true);
   pump(fx, 3);
   CHECK(host.count(audioMasterAutomate) == 1);
   CHECK(fx.getParameter(0) == 0.0f);
@@ -159,6 +158,9 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   CHECK(edit != nullptr);
   if (edit) {
     CHECK(GetFocus() == edit);
+    RECT box{};
+    GetWindowRect(edit, &box);
+    CHECK(box.right - box.left == 57 && box.bottom - box.top == 15);  // the field (56 × 14) and its edges
     SetWindowTextA(edit, "25");
     SendMessageA(edit, WM_KEYDOWN, VK_RETURN, 0);
     pump(fx, 3);
@@ -170,8 +172,13 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   CHECK(GetWindow(parent, GW_CHILD) == nullptr);
   CHECK(fx.dispatch(effEditOpen, 0, 0, parent) == 1);
   pump(fx, 2);
-  fx.dispatch(effEditClose);
+
+  // The host destroys its window, and the editor's with it, before closing the
+  // editor: the idles after it must not paint on a window that is gone.
   DestroyWindow(parent);
+  fx.setParameter(1, 0.7f);
+  pump(fx, 3);
+  fx.dispatch(effEditClose);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The shipped module's editor on a real X server: opened on a host's window,
-// painted, clicked, dragged and typed into with real input events (XTest).
-// Runs under Xvfb.
+// painted, clicked, dragged and typed into with real input events (XTest),
+// sent as a person does between two of the host's idle calls. Runs under Xvfb.
 #include <gtest/gtest.h>
 
 #define STB_IMAGE_WRITE_IMPLEMENTATION
@@ -29,20 +29,49 @@ constexpr int kHeight = 196;
 void pause(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 // The host's side of the server: a connection of its own and a top-level window.
+// Its window takes key events, as a host's does for its transport shortcuts.
 struct HostWindow {
-  HostWindow() {
+  // With `visual`, the window has that visual and depth instead of the screen's default.
+  explicit HostWindow(const XVisualInfo* visual = nullptr) {
     display = XOpenDisplay(nullptr);
     if (!display) return;
     const int screen = DefaultScreen(display);
-    window = XCreateSimpleWindow(display, RootWindow(display, screen), 0, 0, kWidth, kHeight, 0, 0,
-                                 WhitePixel(display, screen));
+    const ::Window root = RootWindow(display, screen);
+    if (visual) {
+      XSetWindowAttributes a{};
+      colormap = XCreateColormap(display, root, visual->visual, AllocNone);
+      a.colormap = colormap;
+      a.border_pixel = 0;
+      a.background_pixel = 0;
+      window = XCreateWindow(display, root, 0, 0, kWidth, kHeight, 0, visual->depth, InputOutput, visual->visual,
+                             CWColormap | CWBorderPixel | CWBackPixel, &a);
+    } else {
+      window = XCreateSimpleWindow(display, root, 0, 0, kWidth, kHeight, 0, 0, WhitePixel(display, screen));
+    }
+    XSelectInput(display, window, KeyPressMask);
     XMapWindow(display, window);
     XSync(display, False);
   }
   ~HostWindow() {
     if (!display) return;
     if (window) XDestroyWindow(display, window);
+    if (colormap) XFreeColormap(display, colormap);
     XCloseDisplay(display);
+  }
+  // Waits a little for a key to arrive at the host's window; drops other events.
+  bool receivedKey() {
+    for (int i = 0; i < 50; ++i) {
+      XEvent event;
+      if (XCheckTypedWindowEvent(display, window, KeyPress, &event)) return true;
+      pause(10);
+    }
+    return false;
+  }
+  ::Window focus() const {
+    ::Window f = 0;
+    int revert = 0;
+    XGetInputFocus(display, &f, &revert);
+    return f;
   }
   void* handle() const { return reinterpret_cast<void*>(static_cast<std::uintptr_t>(window)); }
 
@@ -74,6 +103,7 @@ struct HostWindow {
 
   Display* display = nullptr;
   ::Window window = 0;
+  Colormap colormap = 0;
 };
 
 // Real pointer and keyboard events through the XTest extension, on a connection of their own.
@@ -91,10 +121,18 @@ struct Pointer {
     XSync(display, False);
   }
   void key(KeySym sym) {
-    const KeyCode code = XKeysymToKeycode(display, sym);
-    XTestFakeKeyEvent(display, code, True, CurrentTime);
-    XTestFakeKeyEvent(display, code, False, CurrentTime);
+    hold(sym, true);
+    hold(sym, false);
+  }
+  void hold(KeySym sym, bool down) {
+    XTestFakeKeyEvent(display, XKeysymToKeycode(display, sym), down, CurrentTime);
     XSync(display, False);
+  }
+  // Pressed and released before the editor's next idle.
+  void click(int x, int y) {
+    moveTo(x, y);
+    button(true);
+    button(false);
   }
   Display* display;
 };
@@ -120,6 +158,17 @@ class X11Editor : public ModuleTest {
     }
   }
 
+  // 25 typed into the Decay field, not yet committed; the host's window had the keyboard before.
+  void typeIntoDecay() {
+    XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);
+    XSync(host_.display, False);
+    pointer_.click(67, 104);
+    idle(1);
+    pointer_.key(XK_2);
+    pointer_.key(XK_5);
+    idle(1);
+  }
+
   HostWindow host_;
   Pointer pointer_;
 };
@@ -128,12 +177,11 @@ std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t,
   return opcode == audioMasterVersion ? 2400 : 0;
 }
 
-TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDraws) {
-  const std::vector<std::uint8_t> screen = host_.capture(host_.child());
-  ASSERT_EQ(screen.size(), static_cast<std::size_t>(kWidth) * kHeight * 3);
-  stbi_write_png("x11-editor.png", kWidth, kHeight, 3, screen.data(), kWidth * 3);
-
-  // The same editor opened in memory, with the same calls.
+// Pixels of the editor on `host` that differ from the same editor opened in memory.
+int differsFromSoftwareRendering(const HostWindow& host, const char* png) {
+  const std::vector<std::uint8_t> screen = host.capture(host.child());
+  if (screen.size() != static_cast<std::size_t>(kWidth) * kHeight * 3) return kWidth * kHeight * 3;
+  stbi_write_png(png, kWidth, kHeight, 3, screen.data(), kWidth * 3);
   ReverbEffect reference(&quietHost);
   AEffect* e = reference.getAeffect();
   int parent = 0;
@@ -143,18 +191,34 @@ TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDraws) {
   int differing = 0;
   for (std::size_t i = 0; i < screen.size(); ++i) differing += screen[i] != expected[i];
   e->dispatcher(e, effEditClose, 0, 0, nullptr, 0.0f);
-  EXPECT_EQ(differing, 0) << "see x11-editor.png";
+  return differing;
 }
 
-TEST_F(X11Editor, AClickOnTheSwitchAutomatesBypass) {
+TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDraws) {
+  EXPECT_EQ(differsFromSoftwareRendering(host_, "x11-editor.png"), 0) << "see x11-editor.png";
+}
+
+TEST_F(X11Editor, AClickOverBeforeTheNextIdleStillActs) {
   host.clear();
-  pointer_.moveTo(67, 149);
-  pointer_.button(true);
-  idle(2);
-  pointer_.button(false);
-  idle(2);
+  pointer_.click(67, 149);  // the switch
+  idle(1);
   EXPECT_EQ(host.count(audioMasterAutomate), 1);
   EXPECT_EQ(fx().getParameter(0), 0.0f);
+
+  fx().setParameter(1, 0.8f);
+  idle(1);
+  pointer_.hold(XK_Control_L, true);
+  pointer_.click(67, 70);  // Ctrl+click on Decay: back to its default
+  pointer_.hold(XK_Control_L, false);
+  idle(1);
+  EXPECT_EQ(fx().getParameter(1), 0.5f);
+}
+
+TEST_F(X11Editor, KeysOverTheEditorBelongToTheHost) {
+  pointer_.moveTo(150, 30);  // over the editor, away from every field
+  pointer_.key(XK_space);
+  idle(1);
+  EXPECT_TRUE(host_.receivedKey()) << "the host's shortcut never arrived";
 }
 
 TEST_F(X11Editor, DraggingAKnobFollowsThePointerAndBracketsTheGesture) {
@@ -177,33 +241,53 @@ TEST_F(X11Editor, DraggingAKnobFollowsThePointerAndBracketsTheGesture) {
   EXPECT_GE(host.count(audioMasterIdle), 1) << "the host is kept idle during the drag";
 }
 
-TEST_F(X11Editor, TypingIntoAValueFieldSetsTheParameter) {
-  pointer_.moveTo(67, 104);  // the Decay field
-  pointer_.button(true);
-  idle(2);
-  pointer_.button(false);
-  pointer_.key(XK_2);
-  pointer_.key(XK_5);
-  idle(2);
+TEST_F(X11Editor, ReturnCommitsAFieldAndGivesTheKeyboardBack) {
+  typeIntoDecay();
   EXPECT_EQ(fx().getParameter(1), 0.5f) << "nothing is committed before Return";
+  EXPECT_FALSE(host_.receivedKey()) << "keys typed into a field are the editor's";
   pointer_.key(XK_Return);
-  idle(2);
+  idle(1);
   EXPECT_EQ(fx().getParameter(1), 0.25f);
+  EXPECT_EQ(host_.focus(), host_.window);
+  pointer_.key(XK_space);
+  EXPECT_TRUE(host_.receivedKey());
 }
 
-TEST_F(X11Editor, TheKeyboardGoingElsewhereCommitsTheEdit) {
-  pointer_.moveTo(178, 174);  // the Output field
-  pointer_.button(true);
-  idle(2);
-  pointer_.button(false);
+TEST_F(X11Editor, ASecondEditCommitsWhenTheKeyboardGoesElsewhere) {
+  typeIntoDecay();
+  pointer_.key(XK_Return);
+  idle(1);
+  pointer_.click(178, 174);  // the Output field
+  idle(1);
   pointer_.key(XK_minus);
   pointer_.key(XK_1);
   pointer_.key(XK_2);
-  idle(2);
+  idle(1);
   XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);  // the host takes the keyboard
   XSync(host_.display, False);
-  idle(2);
+  idle(1);
   EXPECT_EQ(fx().getParameter(3), 0.25f) << "-12 dB is a quarter of full scale";
+}
+
+int hostErrors = 0;
+int countHostError(Display*, XErrorEvent*) {
+  ++hostErrors;
+  return 0;
+}
+
+// Xlib's error handler is one for the whole process: the host's errors stay
+// the host's while the editor is open, and its handler is back after the close.
+TEST_F(X11Editor, TheHostsOwnErrorsStillReachItsHandler) {
+  fx().dispatch(effEditClose);
+  const XErrorHandler before = XSetErrorHandler(&countHostError);
+  hostErrors = 0;
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(2);
+  XMapWindow(host_.display, 0x7ffffe);  // no such window
+  XSync(host_.display, False);
+  EXPECT_EQ(hostErrors, 1);
+  fx().dispatch(effEditClose);
+  EXPECT_EQ(XSetErrorHandler(before), &countHostError);
 }
 
 TEST_F(X11Editor, HostDestroyingItsWindowFirstIsSurvived) {
@@ -216,6 +300,35 @@ TEST_F(X11Editor, HostDestroyingItsWindowFirstIsSurvived) {
   fx().dispatch(effEditClose);
   EXPECT_EQ(fx().dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(std::uintptr_t{0x7fffff})), 1);
   idle(2);
+}
+
+// The host's window is 32 bits deep (or at least not of the default visual).
+TEST_F(ModuleTest, X11EditorOpensAndDrawsOnAParentOfAnotherVisual) {
+  Display* probe = XOpenDisplay(nullptr);
+  ASSERT_NE(probe, nullptr);
+  XVisualInfo visual{};
+  const int screen = DefaultScreen(probe);
+  if (!XMatchVisualInfo(probe, screen, 32, TrueColor, &visual)) {
+    XVisualInfo want{};
+    want.screen = screen;
+    int count = 0;
+    XVisualInfo* all = XGetVisualInfo(probe, VisualScreenMask, &want, &count);
+    for (int i = 0; i < count; ++i)
+      if (all[i].visual != DefaultVisual(probe, screen)) visual = all[i];
+    if (all) XFree(all);
+  }
+  XCloseDisplay(probe);
+  ASSERT_NE(visual.visual, nullptr) << "the X server offers a single visual";
+
+  HostWindow host(&visual);
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host.handle()), 1);
+  for (int i = 0; i < 5; ++i) {
+    fx().dispatch(effEditIdle);
+    pause(10);
+  }
+  ASSERT_NE(host.child(), 0u) << "the editor made no window on the host's";
+  EXPECT_EQ(differsFromSoftwareRendering(host, "x11-editor-deep-parent.png"), 0) << "see x11-editor-deep-parent.png";
+  fx().dispatch(effEditClose);
 }
 
 }  // namespace

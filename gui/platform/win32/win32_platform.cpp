@@ -84,6 +84,23 @@ int buttonsNow() {
   return b;
 }
 
+// The first button read while a press is delivered answers the press itself:
+// a quick click may be over before the host's loop delivers it.
+int pressUnread = -1;
+
+int pressOf(UINT message, WPARAM wParam) {
+  int b = message == WM_LBUTTONDOWN ? platform::kLeftButton
+          : message == WM_RBUTTONDOWN ? platform::kRightButton
+                                      : platform::kMiddleButton;
+  if (wParam & MK_LBUTTON) b |= platform::kLeftButton;
+  if (wParam & MK_MBUTTON) b |= platform::kMiddleButton;
+  if (wParam & MK_RBUTTON) b |= platform::kRightButton;
+  if (wParam & MK_SHIFT) b |= platform::kShiftKey;
+  if (wParam & MK_CONTROL) b |= platform::kControlKey;
+  if (GetKeyState(VK_MENU) < 0) b |= platform::kAltKey;
+  return b;
+}
+
 LRESULT CALLBACK windowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* w = reinterpret_cast<platform::Window*>(GetWindowLongPtrA(hwnd, GWLP_USERDATA));
   switch (message) {
@@ -99,8 +116,20 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
     case WM_LBUTTONDOWN:
     case WM_RBUTTONDOWN:
     case WM_MBUTTONDOWN:
-      if (w && w->handler) w->handler->onButtonDown(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam), buttonsNow());
+      if (w && w->handler) {
+        pressUnread = pressOf(message, wParam);
+        w->handler->onButtonDown(GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam), pressUnread);
+        pressUnread = -1;
+      }
       return 0;
+    case WM_DESTROY:
+      // The host destroyed its window and ours with it; the frame stops painting.
+      if (w) {
+        SetWindowLongPtrA(hwnd, GWLP_USERDATA, 0);
+        w->hwnd = nullptr;
+        if (w->handler) w->handler->onDestroyed();
+      }
+      break;
     case WM_CTLCOLOREDIT:
       if (platform::EditBox* box = editBoxOf(reinterpret_cast<HWND>(lParam))) {
         HDC dc = reinterpret_cast<HDC>(wParam);
@@ -176,8 +205,10 @@ Window* createWindow(void* parent, int width, int height, const char* windowClas
 
 void destroyWindow(Window* window) {
   if (!window) return;
-  SetWindowLongPtrA(window->hwnd, GWLP_USERDATA, 0);
-  DestroyWindow(window->hwnd);  // takes the edit box, a child, with it
+  if (window->hwnd) {
+    SetWindowLongPtrA(window->hwnd, GWLP_USERDATA, 0);
+    DestroyWindow(window->hwnd);  // takes the edit box, a child, with it
+  }
   delete window;
   if (--classUsers == 0) UnregisterClassA(className.c_str(), instance());
 }
@@ -185,8 +216,11 @@ void destroyWindow(Window* window) {
 // The host's message loop delivers this window's messages; a paint still
 // pending is answered now.
 void dispatchEvents(Window* window) {
-  if (window) UpdateWindow(window->hwnd);
+  if (window && window->hwnd) UpdateWindow(window->hwnd);
 }
+
+// GDI draws on the window at once.
+void flush(Window*) {}
 
 bool pumpOnePaint() {
   MSG msg;
@@ -196,7 +230,7 @@ bool pumpOnePaint() {
 }
 
 void copyBitmap(Window* window, const Bitmap* bitmap, Box dst, int srcX, int srcY, bool keyed) {
-  if (!window || !bitmap) return;
+  if (!window || !window->hwnd || !bitmap) return;
   // Only the part that lies inside the picture is drawn.
   const int x0 = std::max(srcX, 0), y0 = std::max(srcY, 0);
   const int x1 = std::min(srcX + dst.w, bitmap->width), y1 = std::min(srcY + dst.h, bitmap->height);
@@ -214,7 +248,7 @@ void copyBitmap(Window* window, const Bitmap* bitmap, Box dst, int srcX, int src
 }
 
 void fillBox(Window* window, Box box, Rgb colour) {
-  if (!window) return;
+  if (!window || !window->hwnd) return;
   DrawingContext dc(window);
   HBRUSH brush = CreateSolidBrush(colourOf(colour));
   const RECT r{box.x, box.y, box.x + box.w, box.y + box.h};
@@ -223,7 +257,7 @@ void fillBox(Window* window, Box box, Rgb colour) {
 }
 
 void drawLine(Window* window, int x0, int y0, int x1, int y1, Rgb colour) {
-  if (!window) return;
+  if (!window || !window->hwnd) return;
   DrawingContext dc(window);
   HPEN pen = CreatePen(PS_SOLID, 1, colourOf(colour));
   HGDIOBJ old = SelectObject(dc, pen);
@@ -235,7 +269,7 @@ void drawLine(Window* window, int x0, int y0, int x1, int y1, Rgb colour) {
 
 void drawText(Window* window, const char* text, Box box, const Font& font, Rgb colour, Align align, bool opaque,
               Rgb back) {
-  if (!window || !text) return;
+  if (!window || !window->hwnd || !text) return;
   DrawingContext dc(window);
   HFONT f = makeFont(font);
   HGDIOBJ old = SelectObject(dc, f);
@@ -250,24 +284,29 @@ void drawText(Window* window, const char* text, Box box, const Font& font, Rgb c
   DeleteObject(f);
 }
 
-int mouseButtons() { return buttonsNow(); }
+int mouseButtons() {
+  const int press = pressUnread;
+  pressUnread = -1;
+  return press >= 0 ? press : buttonsNow();
+}
 
 void pointerPosition(const Window* window, int& x, int& y) {
   POINT p{0, 0};
   GetCursorPos(&p);
-  if (window) ScreenToClient(window->hwnd, &p);
+  if (window && window->hwnd) ScreenToClient(window->hwnd, &p);
   x = p.x;
   y = p.y;
 }
 
 EditBox* createEditBox(Window* window, Box box, const char* text, const EditBoxStyle& style,
                        EditBoxHandler* handler) {
-  if (!window) return nullptr;
+  if (!window || !window->hwnd) return nullptr;
   DWORD styleBits = WS_CHILD | WS_VISIBLE | ES_AUTOHSCROLL;
   if (style.align == Align::Centre) styleBits |= ES_CENTER;
   if (style.align == Align::Right) styleBits |= ES_RIGHT;
-  HWND edit = CreateWindowExA(0, "EDIT", text ? text : "", styleBits, box.x, box.y, box.w + 1, box.h + 1,
-                              window->hwnd, nullptr, instance(), nullptr);
+  // The box already covers the field's edges.
+  HWND edit = CreateWindowExA(0, "EDIT", text ? text : "", styleBits, box.x, box.y, box.w, box.h, window->hwnd,
+                              nullptr, instance(), nullptr);
   if (!edit) return nullptr;
   Font font = style.font;
   font.bold = false;

@@ -1,8 +1,10 @@
 // The X11 backend. Every window has a display connection of its own (hosts
 // neither hand their events to plug-ins nor share their connection safely),
-// its pixels in a software surface, and puts each drawn area on screen at once.
-// Events are read from that connection when the editor idles; the pointer and
-// the buttons come from XQueryPointer, so drag loops see the live state.
+// its pixels in a software surface, and puts what a drawing pass changed on
+// screen in one image at the pass's end. Events are read from that connection
+// when the editor idles; the pointer and the buttons come from XQueryPointer,
+// so drag loops see the live state. Keys are selected only while a field is
+// edited: every other key belongs to the host and goes on to its window.
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
@@ -16,17 +18,21 @@
 #include "gui/platform/software/edit_field.h"
 #include "gui/platform/software/surface.h"
 #include "gui/platform/software/text.h"
+#include "x11_errors.h"
 
 struct korro::platform::Window {
   Display* display = nullptr;
   ::Window xid = 0;
   Visual* visual = nullptr;
   int depth = 0;
+  Colormap colormap = 0;
   GC gc = nullptr;
   XImage* image = nullptr;  // the screen format of `surface`
   software::Surface surface;
+  Box damage;               // drawn but not yet on screen
   WindowHandler* handler = nullptr;
   bool paintPending = true;
+  bool destroyed = false;   // with the host's window
 };
 
 struct korro::platform::EditBox {
@@ -34,6 +40,8 @@ struct korro::platform::EditBox {
   EditBoxHandler* handler = nullptr;
   software::EditField field;
   bool hadFocus = false;  // only a loss after the focus arrived ends the edit
+  ::Window focusBefore = 0;
+  int revertBefore = RevertToParent;
 };
 
 namespace korro {
@@ -58,27 +66,13 @@ bool alive(const platform::EditBox* b) {
   return b && std::find(editBoxes().begin(), editBoxes().end(), b) != editBoxes().end();
 }
 
-// A protocol error on our own connection (typically: the host destroyed its
-// window, and ours with it) must not reach the default handler, which ends
-// the process. Errors read while a guard lives are dropped; a syncing guard
-// waits for the answers to everything sent, so they all arrive in time.
-class ErrorGuard {
- public:
-  explicit ErrorGuard(Display* d, bool sync = true)
-      : display_(d), sync_(sync), previous_(XSetErrorHandler(&ignore)) {}
-  ~ErrorGuard() {
-    if (sync_) XSync(display_, False);
-    XSetErrorHandler(previous_);
-  }
-  ErrorGuard(const ErrorGuard&) = delete;
-  ErrorGuard& operator=(const ErrorGuard&) = delete;
+// Events the window always wants; keys only while a field is edited.
+constexpr long kEventMask = ExposureMask | ButtonPressMask | FocusChangeMask | StructureNotifyMask;
 
- private:
-  static int ignore(Display*, XErrorEvent*) { return 0; }
-  Display* display_;
-  bool sync_;
-  int (*previous_)(Display*, XErrorEvent*);
-};
+// The first button read while a press is delivered answers the press itself:
+// hosts idle the editor 15 to 60 times a second, so a quick click is over
+// before it is read.
+int pressUnread = -1;
 
 int shiftOf(unsigned long mask) {
   int shift = 0;
@@ -104,8 +98,7 @@ unsigned long channel(std::uint8_t value, unsigned long mask) {
 // Converts the box of the surface into the window's image and sends it.
 void present(platform::Window* w, platform::Box box) {
   box = software::clipBox(w->surface, box);
-  if (box.w <= 0 || box.h <= 0 || !w->image) return;
-  ErrorGuard guard(w->display, false);
+  if (box.w <= 0 || box.h <= 0 || !w->image || w->destroyed) return;
   XImage* img = w->image;
   for (int y = box.y; y < box.y + box.h; ++y)
     for (int x = box.x; x < box.x + box.w; ++x) {
@@ -117,19 +110,38 @@ void present(platform::Window* w, platform::Box box) {
   XFlush(w->display);
 }
 
-void presentAll(platform::Window* w) { present(w, {0, 0, w->surface.width, w->surface.height}); }
+platform::Box unite(platform::Box a, platform::Box b) {
+  if (a.w <= 0 || a.h <= 0) return b;
+  if (b.w <= 0 || b.h <= 0) return a;
+  const int x0 = std::min(a.x, b.x), y0 = std::min(a.y, b.y);
+  const int x1 = std::max(a.x + a.w, b.x + b.w), y1 = std::max(a.y + a.h, b.y + b.h);
+  return {x0, y0, x1 - x0, y1 - y0};
+}
 
-// An edit box is a child window: whatever the frame draws stays beneath it.
-void drawEditBoxes(platform::Window* w, platform::Box damage) {
-  for (platform::EditBox* b : editBoxes()) {
-    if (b->window != w) continue;
-    b->field.render(w->surface);
-    const platform::Box a = b->field.area;
-    const int x0 = std::min(damage.x, a.x), y0 = std::min(damage.y, a.y);
-    const int x1 = std::max(damage.x + damage.w, a.x + a.w), y1 = std::max(damage.y + damage.h, a.y + a.h);
-    damage = {x0, y0, x1 - x0, y1 - y0};
-  }
-  present(w, damage);
+bool overlap(platform::Box a, platform::Box b) {
+  return a.x < b.x + b.w && b.x < a.x + a.w && a.y < b.y + b.h && b.y < a.y + a.h;
+}
+
+void damage(platform::Window* w, platform::Box box) { w->damage = unite(w->damage, box); }
+
+// One image for everything drawn since the last time. An edit box is a child
+// window: whatever the frame drew stays beneath it.
+void present(platform::Window* w) {
+  for (platform::EditBox* b : editBoxes())
+    if (b->window == w && overlap(b->field.area, w->damage)) {
+      b->field.render(w->surface);
+      damage(w, b->field.area);
+    }
+  const platform::Box box = w->damage;
+  w->damage = {};
+  present(w, box);
+}
+
+// The contents were lost: all of it again, in one image.
+void repaint(platform::Window* w) {
+  damage(w, {0, 0, w->surface.width, w->surface.height});
+  if (w->handler) w->handler->onPaint();
+  if (alive(w)) present(w);
 }
 
 void endEdit(platform::EditBox* box) {
@@ -169,10 +181,47 @@ void onKey(platform::Window* w, XKeyEvent& event) {
     box->field.type(std::string(typed, static_cast<std::size_t>(n)));
   else
     return;
-  drawEditBoxes(w, box->field.area);
+  damage(w, box->field.area);
+  present(w);
 }
 
 platform::Window* pointerWindow() { return windows().empty() ? nullptr : windows().back(); }
+
+// Our window's own colormap and border: the host's window may have another
+// visual or depth than the screen's default, which ours would otherwise copy.
+::Window createChild(platform::Window* w, ::Window parent, int width, int height) {
+  const int screen = DefaultScreen(w->display);
+  w->visual = DefaultVisual(w->display, screen);
+  w->depth = DefaultDepth(w->display, screen);
+  w->colormap = XCreateColormap(w->display, RootWindow(w->display, screen), w->visual, AllocNone);
+  XSetWindowAttributes attributes{};
+  attributes.event_mask = kEventMask;
+  attributes.colormap = w->colormap;
+  attributes.border_pixel = 0;
+  attributes.background_pixmap = None;  // no clearing by the server: the paint covers everything
+  return XCreateWindow(w->display, parent, 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height), 0,
+                       w->depth, InputOutput, w->visual, CWEventMask | CWColormap | CWBorderPixel | CWBackPixmap,
+                       &attributes);
+}
+
+void closeConnection(platform::Window* w) {
+  if (w->image) XDestroyImage(w->image);  // frees the pixel buffer too
+  if (w->gc) XFreeGC(w->display, w->gc);
+  if (w->xid && !w->destroyed) XDestroyWindow(w->display, w->xid);
+  if (w->colormap) XFreeColormap(w->display, w->colormap);
+  XCloseDisplay(w->display);
+  x11::unwatchErrors(w->display);
+}
+
+// The keyboard goes back where it was before the edit, unless it has already gone elsewhere.
+void returnFocus(platform::EditBox* box) {
+  platform::Window* w = box->window;
+  ::Window focus = 0;
+  int revert = 0;
+  XGetInputFocus(w->display, &focus, &revert);
+  if (focus == w->xid && box->focusBefore != w->xid)
+    XSetInputFocus(w->display, box->focusBefore, box->revertBefore, CurrentTime);
+}
 
 }  // namespace
 
@@ -182,25 +231,15 @@ Window* createWindow(void* parent, int width, int height, const char*, const cha
   if (!parent || width <= 0 || height <= 0) return nullptr;
   Display* display = XOpenDisplay(nullptr);
   if (!display) return nullptr;
+  x11::watchErrors(display);
   auto* w = new Window;
   w->display = display;
   w->handler = handler;
-  {
-    ErrorGuard guard(display);
-    const int screen = DefaultScreen(display);
-    w->visual = DefaultVisual(display, screen);
-    w->depth = DefaultDepth(display, screen);
-    XSetWindowAttributes attributes{};
-    attributes.event_mask = ExposureMask | ButtonPressMask | KeyPressMask | FocusChangeMask;
-    attributes.background_pixel = BlackPixel(display, screen);
-    w->xid = XCreateWindow(display, static_cast<::Window>(reinterpret_cast<std::uintptr_t>(parent)), 0, 0,
-                           static_cast<unsigned>(width), static_cast<unsigned>(height), 0, w->depth, InputOutput,
-                           w->visual, CWEventMask | CWBackPixel, &attributes);
-    if (w->xid) {
-      XStoreName(display, w->xid, title ? title : "");
-      w->gc = XCreateGC(display, w->xid, 0, nullptr);
-      XMapWindow(display, w->xid);
-    }
+  w->xid = createChild(w, static_cast<::Window>(reinterpret_cast<std::uintptr_t>(parent)), width, height);
+  if (w->xid) {
+    XStoreName(display, w->xid, title ? title : "");
+    w->gc = XCreateGC(display, w->xid, 0, nullptr);
+    XMapWindow(display, w->xid);
   }
   if (w->visual->c_class == TrueColor || w->visual->c_class == DirectColor)
     w->image = XCreateImage(display, w->visual, static_cast<unsigned>(w->depth), ZPixmap, 0, nullptr,
@@ -213,9 +252,7 @@ Window* createWindow(void* parent, int width, int height, const char*, const cha
     }
   }
   if (!w->xid || !w->image) {
-    if (w->image) XDestroyImage(w->image);
-    if (w->gc) XFreeGC(display, w->gc);
-    XCloseDisplay(display);
+    closeConnection(w);
     delete w;
     return nullptr;
   }
@@ -230,6 +267,7 @@ void destroyWindow(Window* window) {
   auto& boxes = editBoxes();
   for (auto it = boxes.begin(); it != boxes.end();) {
     if ((*it)->window == window) {
+      returnFocus(*it);
       delete *it;
       it = boxes.erase(it);
     } else {
@@ -237,13 +275,7 @@ void destroyWindow(Window* window) {
     }
   }
   windows().erase(std::find(windows().begin(), windows().end(), window));
-  {
-    ErrorGuard guard(window->display);
-    XDestroyImage(window->image);  // frees the pixel buffer too
-    XFreeGC(window->display, window->gc);
-    XDestroyWindow(window->display, window->xid);
-  }
-  XCloseDisplay(window->display);
+  closeConnection(window);
   delete window;
 }
 
@@ -254,13 +286,17 @@ void dispatchEvents(Window* window) {
   };
   std::vector<Press> presses;
   {
-    ErrorGuard guard(window->display);
     while (XPending(window->display) > 0) {
       XEvent event;
       XNextEvent(window->display, &event);
       switch (event.type) {
         case Expose:
           window->paintPending = true;
+          break;
+        case DestroyNotify:
+          if (event.xdestroywindow.window != window->xid) break;
+          window->destroyed = true;
+          if (window->handler) window->handler->onDestroyed();
           break;
         case ButtonPress: {
           const unsigned b = event.xbutton.button;
@@ -292,15 +328,15 @@ void dispatchEvents(Window* window) {
       if (!alive(window)) return;
     }
   }
-  if (window->paintPending) {
+  if (window->paintPending && !window->destroyed) {
     window->paintPending = false;
-    if (window->handler) window->handler->onPaint();
-    if (!alive(window)) return;
-    presentAll(window);
+    repaint(window);
   }
   for (const Press& p : presses) {
-    if (!alive(window)) return;
+    if (!alive(window) || window->destroyed) return;
+    pressUnread = p.buttons;
     if (window->handler) window->handler->onButtonDown(p.x, p.y, p.buttons);
+    pressUnread = -1;
   }
 }
 
@@ -309,47 +345,54 @@ bool pumpOnePaint() {
     XEvent event;
     bool exposed = w->paintPending;
     while (XCheckTypedWindowEvent(w->display, w->xid, Expose, &event)) exposed = true;
-    if (!exposed) continue;
+    if (!exposed || w->destroyed) continue;
     w->paintPending = false;
-    if (w->handler) w->handler->onPaint();
-    if (alive(w)) presentAll(w);
+    repaint(w);
     return true;
   }
   return false;
 }
 
+void flush(Window* window) {
+  if (alive(window)) present(window);
+}
+
 void copyBitmap(Window* window, const Bitmap* bitmap, Box dst, int srcX, int srcY, bool keyed) {
   if (!alive(window) || !bitmap) return;
   software::copy(window->surface, bitmap->surface, dst, srcX, srcY, keyed);
-  drawEditBoxes(window, dst);
+  damage(window, dst);
 }
 
 void fillBox(Window* window, Box box, Rgb colour) {
   if (!alive(window)) return;
   software::fill(window->surface, box, colour);
-  drawEditBoxes(window, box);
+  damage(window, box);
 }
 
 void drawLine(Window* window, int x0, int y0, int x1, int y1, Rgb colour) {
   if (!alive(window)) return;
   software::line(window->surface, x0, y0, x1, y1, colour);
-  drawEditBoxes(window, {std::min(x0, x1), std::min(y0, y1), std::abs(x1 - x0) + 1, std::abs(y1 - y0) + 1});
+  damage(window, {std::min(x0, x1), std::min(y0, y1), std::abs(x1 - x0) + 1, std::abs(y1 - y0) + 1});
 }
 
 void drawText(Window* window, const char* text, Box box, const Font& font, Rgb colour, Align align, bool opaque,
               Rgb back) {
   if (!alive(window)) return;
   software::drawText(window->surface, text, box, font, colour, align, opaque, back);
-  drawEditBoxes(window, box);
+  damage(window, box);
 }
 
 int mouseButtons() {
+  if (pressUnread >= 0) {
+    const int press = pressUnread;
+    pressUnread = -1;
+    return press;
+  }
   Window* w = pointerWindow();
   if (!w) return 0;
   ::Window root = 0, child = 0;
   int rootX = 0, rootY = 0, x = 0, y = 0;
   unsigned int state = 0;
-  ErrorGuard guard(w->display);
   if (!XQueryPointer(w->display, w->xid, &root, &child, &rootX, &rootY, &x, &y, &state)) return 0;
   return buttonsFromState(state);
 }
@@ -360,7 +403,6 @@ void pointerPosition(const Window* window, int& x, int& y) {
   ::Window root = 0, child = 0;
   int rootX = 0, rootY = 0;
   unsigned int state = 0;
-  ErrorGuard guard(window->display);
   XQueryPointer(window->display, window->xid, &root, &child, &rootX, &rootY, &x, &y, &state);
 }
 
@@ -374,12 +416,12 @@ EditBox* createEditBox(Window* window, Box box, const char* text, const EditBoxS
   b->field.style = style;
   b->field.text = text ? text : "";
   editBoxes().push_back(b);
-  {
-    // Some hosts never pass the keyboard on: take it explicitly.
-    ErrorGuard guard(window->display);
-    XSetInputFocus(window->display, window->xid, RevertToParent, CurrentTime);
-  }
-  drawEditBoxes(window, box);
+  // Some hosts never pass the keyboard on: take it explicitly, and remember
+  // whose it was to give it back.
+  XGetInputFocus(window->display, &b->focusBefore, &b->revertBefore);
+  XSelectInput(window->display, window->xid, kEventMask | KeyPressMask);
+  XSetInputFocus(window->display, window->xid, RevertToParent, CurrentTime);
+  damage(window, box);
   return b;
 }
 
@@ -391,6 +433,10 @@ void editBoxText(const EditBox* box, char* out, int size) {
 void destroyEditBox(EditBox* box) {
   if (!alive(box)) return;
   editBoxes().erase(std::find(editBoxes().begin(), editBoxes().end(), box));
+  Window* w = box->window;
+  if (!editBoxOf(w)) XSelectInput(w->display, w->xid, kEventMask);
+  returnFocus(box);
+  XFlush(w->display);
   delete box;
 }
 
