@@ -187,3 +187,5 @@ void CFrame::onDestroyed() {
   open = false;
   parentWindow = nullptr;
 }
+
+void* CFrame::getNativeWindow() const { return korro::platform::nativeWindow(window); }

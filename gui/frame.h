@@ -43,6 +43,8 @@ class CFrame : public CView, private korro::platform::WindowHandler {
 
   AEffGUIEditor* getEditor() const { return editor; }
   korro::platform::Window* getWindow() const { return window; }
+  // The native window for a host that embeds it; null without one.
+  void* getNativeWindow() const;
   bool hasHadFirstDraw() const { return !firstDraw; }
   std::int32_t getNbViews() const { return viewCount; }
   CView* getView(std::int32_t index) const { return index >= 0 && index < viewCount ? views[index] : nullptr; }

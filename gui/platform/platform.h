@@ -71,6 +71,9 @@ class WindowHandler {
 Window* createWindow(void* parent, int width, int height, const char* className, const char* title,
                      WindowHandler* handler);
 void destroyWindow(Window* window);
+// The operating system's own handle of the window (an X11 window id, an HWND),
+// for a host that embeds it.
+void* nativeWindow(const Window* window);
 // Delivers what is pending for this window: a paint first, then button presses in order.
 void dispatchEvents(Window* window);
 // Delivers one pending paint of any window, if there is one; true if it did.

@@ -95,6 +95,9 @@ Window* createWindow(void* parent, int width, int height, const char* className,
   return w;
 }
 
+// In memory the window is its own handle.
+void* nativeWindow(const Window* window) { return const_cast<Window*>(window); }
+
 void destroyWindow(Window* window) {
   if (!alive(window)) return;
   State& s = state();

@@ -203,6 +203,8 @@ Window* createWindow(void* parent, int width, int height, const char* windowClas
   return w;
 }
 
+void* nativeWindow(const Window* window) { return window ? window->hwnd : nullptr; }
+
 void destroyWindow(Window* window) {
   if (!window) return;
   if (window->hwnd) {

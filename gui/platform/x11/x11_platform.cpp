@@ -262,6 +262,10 @@ Window* createWindow(void* parent, int width, int height, const char*, const cha
   return w;
 }
 
+void* nativeWindow(const Window* window) {
+  return window ? reinterpret_cast<void*>(static_cast<std::uintptr_t>(window->xid)) : nullptr;
+}
+
 void destroyWindow(Window* window) {
   if (!alive(window)) return;
   auto& boxes = editBoxes();
