@@ -127,7 +127,8 @@ std::string manifest(const EffectFacts& facts, const std::string& binary) {
   o << kPrefixes << pluginUri() << "\n\ta lv2:Plugin ;\n\tlv2:binary <" << binary
     << "> ;\n\trdfs:seeAlso <korro-tarrow.ttl> .\n";
   for (const Program& p : facts.programs)
-    o << "\n" << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri()
+    o << "\n"
+      << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri()
       << " ;\n\trdfs:seeAlso <presets.ttl> .\n";
   return o.str();
 }
@@ -142,9 +143,9 @@ void controlPort(std::ostringstream& o, const ControlPort& c, float start) {
     o << "# Not the host's lv2:enabled: off does not pass the input through, it stops\n"
          "\t# feeding the springs, so the tail dies away and only the dry part of the mix\n"
          "\t# remains (Mix and Output still apply). A host's own bypass is the bypass.\n\t";
-  o << "[\n\t\ta lv2:ControlPort , lv2:InputPort ;\n\t\tlv2:index " << c.port << " ;\n\t\tlv2:symbol \""
-    << c.symbol << "\" ;\n\t\tlv2:name \"" << c.name << "\" ;\n\t\tlv2:default " << portValue(c, start)
-    << " ;\n\t\tlv2:minimum " << decimal(c.minimum) << " ;\n\t\tlv2:maximum " << decimal(c.maximum);
+  o << "[\n\t\ta lv2:ControlPort , lv2:InputPort ;\n\t\tlv2:index " << c.port << " ;\n\t\tlv2:symbol \"" << c.symbol
+    << "\" ;\n\t\tlv2:name \"" << c.name << "\" ;\n\t\tlv2:default " << portValue(c, start) << " ;\n\t\tlv2:minimum "
+    << decimal(c.minimum) << " ;\n\t\tlv2:maximum " << decimal(c.maximum);
   switch (c.law) {
     case Law::Toggle:
       o << " ;\n\t\tlv2:portProperty lv2:toggled ;\n\t\trdfs:comment \"On (the default): the springs are fed. "
@@ -196,8 +197,8 @@ std::string presets(const EffectFacts& facts) {
   std::ostringstream o;
   o << kPrefixes;
   for (const Program& p : facts.programs) {
-    o << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri() << " ;\n\trdfs:label "
-      << quoted(p.name) << " ;\n\tlv2:port ";
+    o << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri() << " ;\n\trdfs:label " << quoted(p.name)
+      << " ;\n\tlv2:port ";
     for (const ControlPort& c : kControlPorts)
       o << (&c == kControlPorts ? "" : " , ") << "[\n\t\tlv2:symbol \"" << c.symbol << "\" ;\n\t\tpset:value "
         << portValue(c, p.values[c.parameter]) << "\n\t]";

@@ -106,8 +106,8 @@ void cleanup(LV2_Handle handle) { delete static_cast<Instance*>(handle); }
 
 const void* extensionData(const char*) { return nullptr; }
 
-const LV2_Descriptor kDescriptor = {kPluginUri, instantiate, connectPort, activate, run, deactivate, cleanup,
-                                    extensionData};
+const LV2_Descriptor kDescriptor = {kPluginUri, instantiate, connectPort, activate,
+                                    run,        deactivate,  cleanup,     extensionData};
 
 }  // namespace
 }  // namespace korro::lv2
