@@ -140,7 +140,7 @@ void audioPort(std::ostringstream& o, Port index, bool input, const char* symbol
 
 void controlPort(std::ostringstream& o, const ControlPort& c, float start) {
   if (c.law == Law::Toggle)
-    o << "# Not the host's lv2:enabled: off does not pass the input through, it stops\n"
+    o << "\n\t# Not the host's lv2:enabled: off does not pass the input through, it stops\n"
          "\t# feeding the springs, so the tail dies away and only the dry part of the mix\n"
          "\t# remains (Mix and Output still apply). A host's own bypass is the bypass.\n\t";
   o << "[\n\t\ta lv2:ControlPort , lv2:InputPort ;\n\t\tlv2:index " << c.port << " ;\n\t\tlv2:symbol \"" << c.symbol

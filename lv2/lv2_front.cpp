@@ -38,6 +38,7 @@ std::int32_t maxBlockFrom(const LV2_Feature* const* features) {
   const LV2_URID_Map* map = nullptr;
   const LV2_Options_Option* options = nullptr;
   for (const LV2_Feature* const* f = features; f && *f; ++f) {
+    if (!(*f)->URI) continue;
     if (std::strcmp((*f)->URI, LV2_URID__map) == 0) map = static_cast<const LV2_URID_Map*>((*f)->data);
     if (std::strcmp((*f)->URI, LV2_OPTIONS__options) == 0) options = static_cast<const LV2_Options_Option*>((*f)->data);
   }
