@@ -27,7 +27,6 @@ class HostedEffect {
 
   // The usual start: rate, block size, resume.
   void start(float sampleRate);
-  std::int32_t maxBlock() const { return maxBlock_; }
   const AEffect& record() const { return *record_; }
 
   // The largest left output magnitude since the last call, taken and cleared
