@@ -4,13 +4,18 @@
 # factory program is listed under its exact name.
 #   check_bundle.sh BUNDLE_DIR
 set -euo pipefail
-bundle=$1
+bundle=$(cd "$1" && pwd)
 uri=https://korro-tarrow.example.org/lv2/tarrow
 for tool in lv2_validate sord_validate lv2info lv2file; do
   command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
 done
 export LV2_PATH=$(dirname "$bundle")
 fail() { echo "$*" >&2; exit 1; }
+
+# The DSP binary exports only its descriptor and needs no X server.
+exports=$(nm -D --defined-only "$bundle/korro-tarrow.so" | awk '{print $3}')
+[ "$exports" = "lv2_descriptor" ] || fail "exported: $exports"
+if readelf -d "$bundle/korro-tarrow.so" | grep -q 'NEEDED.*libX11'; then fail "korro-tarrow.so needs libX11"; fi
 
 validation=$(lv2_validate "$bundle"/*.ttl 2>&1) || fail "$validation"
 grep -q "^Found 0 errors" <<<"$validation" || fail "$validation"
