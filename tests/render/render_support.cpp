@@ -33,6 +33,10 @@ std::string slurp(std::FILE* f) {
 ToolRun runRender(const std::vector<std::string>& args) {
   std::vector<std::string> argv{KORRO_RENDER_PATH};
   argv.insert(argv.end(), args.begin(), args.end());
+  return runTool(std::move(argv));
+}
+
+ToolRun runTool(std::vector<std::string> argv) {
   std::vector<char*> cargv;
   for (std::string& a : argv) cargv.push_back(a.data());
   cargv.push_back(nullptr);

@@ -19,6 +19,8 @@ struct ToolRun {
   std::string err;
 };
 
+// Runs a program (argv[0] a path) with the test's environment.
+ToolRun runTool(std::vector<std::string> argv);
 // Runs the built korro-render with these arguments.
 ToolRun runRender(const std::vector<std::string>& args);
 

@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# The bundle as LV2 tools see it: it validates against the LV2 core bundles,
+# lilv finds the plug-in with the ports a user expects, and one preset per
+# factory program is listed under its exact name.
+#   check_bundle.sh BUNDLE_DIR
+set -euo pipefail
+bundle=$(cd "$1" && pwd)
+uri=https://korro-tarrow.example.org/lv2/tarrow
+for tool in lv2_validate sord_validate lv2info lv2file; do
+  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+done
+export LV2_PATH=$(dirname "$bundle")
+fail() { echo "$*" >&2; exit 1; }
+
+# The DSP binary exports only its descriptor and needs no X server.
+exports=$(nm -D --defined-only "$bundle/korro-tarrow.so" | awk '{print $3}')
+[ "$exports" = "lv2_descriptor" ] || fail "exported: $exports"
+if readelf -d "$bundle/korro-tarrow.so" | grep -q 'NEEDED.*libX11'; then fail "korro-tarrow.so needs libX11"; fi
+
+validation=$(lv2_validate "$bundle"/*.ttl 2>&1) || fail "$validation"
+grep -q "^Found 0 errors" <<<"$validation" || fail "$validation"
+
+info=$(lv2info "$uri")
+grep -q "hardRTCapable" <<<"$info" || fail "not announced as hard real-time capable: $info"
+# symbol|name|minimum|maximum|default of every port, in index order.
+ports=$(awk -F': *' '
+  /^\tPort [0-9]+:/ { if (line != "") print line; line = "" }
+  /^\t\t(Symbol|Name|Minimum|Maximum|Default):/ { line = line (line == "" ? "" : "|") $2 }
+  END { print line }' <<<"$info")
+expected="in_l|Left In
+in_r|Right In
+out_l|Left Out
+out_r|Right Out
+bypass|Bypass|0.000000|1.000000|1.000000
+decay|Decay|0.000000|100.000000|50.000000
+damp|Damp|0.000000|100.000000|10.000000
+output|Output|-120.000000|12.000000|0.000000
+mix|Mix|0.000000|100.000000|50.000000
+peak|Peak|0.000000|4.000000
+clip|Clip|0.000000|1.000000"
+[ "$ports" = "$expected" ] || fail "ports as lv2info shows them:
+$ports"
+
+presets=$(lv2file -L "$uri" | sed -n 's/^Preset: //p' | sort)
+programs=$(printf '%s\n' "Basic Spring" "Short Spring" "Typical Spring" "Long spring" "FenderTwin Reverb" \
+  "Vocal insert medium" "Singing in the bathroom" "Lo-Fi Drums" | sort)
+[ "$presets" = "$programs" ] || fail "presets listed: $presets"
+echo "bundle valid; $(wc -l <<<"$ports") ports; $(wc -l <<<"$presets") presets"
