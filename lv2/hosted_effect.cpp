@@ -54,11 +54,11 @@ void HostedEffect::start(float sampleRate) {
 }
 
 float HostedEffect::takeLeftPeak() {
-  const float peak = reverb_->peakLeft;
-  reverb_->peakLeft = 0.0f;
-  reverb_->peakRight = 0.0f;
-  reverb_->blockCount = 0;  // nothing else clears it here, and it must not run over
-  return peak;
+  constexpr auto r = std::memory_order_relaxed;
+  LevelMeter& meter = reverb_->meter;
+  meter.peakRight.store(0.0f, r);
+  meter.blockCount.store(0, r);  // nothing else clears it here, and it must not run over
+  return meter.peakLeft.exchange(0.0f, r);
 }
 
 }  // namespace korro::lv2
