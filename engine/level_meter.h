@@ -22,11 +22,12 @@ struct LevelMeter {
     double held;  // the held peak after this take
   };
 
-  // After a block: the peaks only grow, and a take's clear is never undone by a stale store.
-  void raise(float left, float right) {
+  // After a block (or `blocks` of them): the peaks only grow, and a take's
+  // clear is never undone by a stale store.
+  void raise(float left, float right, std::int32_t blocks = 1) {
     raiseTo(peakLeft, left);
     raiseTo(peakRight, right);
-    blockCount.fetch_add(1, std::memory_order_relaxed);
+    blockCount.fetch_add(blocks, std::memory_order_relaxed);
   }
 
   // The editor's idle: hold the largest left peak for meterHoldBlocks blocks, then clear the peaks.

@@ -1,7 +1,7 @@
 // Writes the bundle's Turtle files: the manifest, the plug-in with its ports,
 // and one preset per factory program. Names and values are read from the
 // effect itself, through the calls a host makes, so they cannot drift from it.
-//   korro-lv2-ttl BUNDLE_DIR BINARY_NAME
+//   korro-lv2-ttl BUNDLE_DIR BINARY_NAME UI_BINARY_NAME
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -24,6 +24,7 @@ const char* const kPrefixes =
     "@prefix opts:  <http://lv2plug.in/ns/ext/options#> .\n"
     "@prefix pset:  <http://lv2plug.in/ns/ext/presets#> .\n"
     "@prefix rdfs:  <http://www.w3.org/2000/01/rdf-schema#> .\n"
+    "@prefix ui:    <http://lv2plug.in/ns/extensions/ui#> .\n"
     "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n"
     "@prefix urid:  <http://lv2plug.in/ns/ext/urid#> .\n\n";
 
@@ -121,11 +122,18 @@ std::string portValue(const ControlPort& port, float parameter) {
 
 std::string pluginUri() { return std::string("<") + kPluginUri + ">"; }
 std::string presetUri(const Program& p) { return std::string("<") + kPluginUri + "#" + slug(p.name) + ">"; }
+std::string uiUri() { return std::string("<") + kUiUri + ">"; }
 
-std::string manifest(const EffectFacts& facts, const std::string& binary) {
+std::string manifest(const EffectFacts& facts, const std::string& binary, const std::string& uiBinary) {
   std::ostringstream o;
   o << kPrefixes << pluginUri() << "\n\ta lv2:Plugin ;\n\tlv2:binary <" << binary
     << "> ;\n\trdfs:seeAlso <korro-tarrow.ttl> .\n";
+  // The editor needs the host's window and its idle calls; it reads the peak port for its meter.
+  o << "\n"
+    << uiUri() << "\n\ta ui:X11UI ;\n\tui:binary <" << uiBinary
+    << "> ;\n\tlv2:requiredFeature ui:parent , ui:idleInterface ;\n\tlv2:optionalFeature ui:touch , ui:resize ;\n"
+       "\tlv2:extensionData ui:idleInterface ;\n\tui:portNotification [\n\t\tui:plugin "
+    << pluginUri() << " ;\n\t\tlv2:symbol \"peak\" ;\n\t\tui:notifyType ui:floatProtocol\n\t] .\n";
   for (const Program& p : facts.programs)
     o << "\n"
       << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri()
@@ -169,7 +177,7 @@ std::string plugin(const EffectFacts& facts) {
     << " ;\n\t\tfoaf:homepage <" << facts.vendor << ">\n\t] .\n\n"
     << pluginUri() << "\n\ta lv2:Plugin , lv2:ReverbPlugin ;\n\tdoap:name " << quoted(facts.name)
     << " ;\n\trdfs:comment " << quoted(facts.product) << " ;\n\tlv2:project <" << facts.vendor << "> ;\n"
-    << "\tlv2:minorVersion 0 ;\n\tlv2:microVersion " << facts.version << " ;\n"
+    << "\tlv2:minorVersion 0 ;\n\tlv2:microVersion " << facts.version << " ;\n\tui:ui " << uiUri() << " ;\n"
     << "\tlv2:optionalFeature lv2:hardRTCapable , opts:options , urid:map ;\n"
     << "\topts:supportedOption bufsz:maxBlockLength ;\n\tlv2:port ";
   audioPort(o, kInputLeft, true, "in_l", "Left In");
@@ -218,14 +226,14 @@ void writeFile(const std::string& path, const std::string& content) {
 
 int main(int argc, char** argv) {
   using namespace korro::lv2;
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: korro-lv2-ttl BUNDLE_DIR BINARY_NAME\n");
+  if (argc != 4) {
+    std::fprintf(stderr, "usage: korro-lv2-ttl BUNDLE_DIR BINARY_NAME UI_BINARY_NAME\n");
     return 2;
   }
   try {
     const EffectFacts facts = readEffect();
     const std::string dir = argv[1];
-    writeFile(dir + "/manifest.ttl", manifest(facts, argv[2]));
+    writeFile(dir + "/manifest.ttl", manifest(facts, argv[2], argv[3]));
     writeFile(dir + "/korro-tarrow.ttl", plugin(facts));
     writeFile(dir + "/presets.ttl", presets(facts));
   } catch (const std::exception& e) {

@@ -8,6 +8,7 @@
 namespace korro::lv2 {
 
 inline constexpr const char* kPluginUri = "https://korro-tarrow.example.org/lv2/tarrow";
+inline constexpr const char* kUiUri = "https://korro-tarrow.example.org/lv2/tarrow/ui";
 // A host that does not tell its maximum block length is assumed to stay within this.
 inline constexpr std::int32_t kDefaultMaxBlock = 4096;
 

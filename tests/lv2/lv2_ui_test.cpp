@@ -1,0 +1,139 @@
+// The LV2 editor as a host runs it on a real X server (Xvfb): opened on the
+// host's window, a drag written to the plug-in's port through the host, and
+// the host's port events shown on the controls and the meter.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <lv2/ui/ui.h>
+
+#include <cmath>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "lv2/ports.h"
+// Last: Xlib's macros clash with names above.
+#include "support/x11_host.h"
+
+namespace korro::test {
+namespace {
+
+using lv2::kDecayPort;
+
+struct HostSide {
+  std::vector<std::pair<std::uint32_t, float>> writes;
+  std::vector<std::pair<std::uint32_t, bool>> touches;
+
+  static void write(LV2UI_Controller self, std::uint32_t port, std::uint32_t size, std::uint32_t protocol,
+                    const void* buffer) {
+    if (protocol == 0 && size == sizeof(float))
+      static_cast<HostSide*>(self)->writes.emplace_back(port, *static_cast<const float*>(buffer));
+  }
+  static void touch(LV2UI_Feature_Handle self, std::uint32_t port, bool grabbed) {
+    static_cast<HostSide*>(self)->touches.emplace_back(port, grabbed);
+  }
+};
+
+class Lv2Ui : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(window_.display, nullptr) << "no X server";
+    library_ = dlopen(KORRO_LV2_UI_BINARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library_, nullptr) << dlerror();
+    auto entry = reinterpret_cast<const LV2UI_Descriptor* (*)(std::uint32_t)>(dlsym(library_, "lv2ui_descriptor"));
+    ASSERT_NE(entry, nullptr);
+    ui_ = entry(0);
+    ASSERT_NE(ui_, nullptr);
+    EXPECT_EQ(entry(1), nullptr);
+    handle_ = instantiate(window_.handle());
+    ASSERT_NE(handle_, nullptr);
+    idle_ = static_cast<const LV2UI_Idle_Interface*>(ui_->extension_data(LV2_UI__idleInterface));
+    ASSERT_NE(idle_, nullptr);
+    // Hosts tell the ports' current values first.
+    const float start[][2] = {{lv2::kBypassPort, 1}, {kDecayPort, 50}, {lv2::kDampPort, 10}, {lv2::kOutputPort, 0},
+                              {lv2::kMixPort, 50}};
+    for (auto [port, value] : start) portEvent(static_cast<std::uint32_t>(port), value);
+    idle(5);
+  }
+  void TearDown() override {
+    if (handle_) ui_->cleanup(handle_);
+    if (library_) dlclose(library_);
+  }
+
+  LV2UI_Handle instantiate(void* parent) {
+    touch_ = {&host_, &HostSide::touch};
+    const LV2_Feature parentFeature{LV2_UI__parent, parent};
+    const LV2_Feature touchFeature{LV2_UI__touch, &touch_};
+    const LV2_Feature* features[] = {&parentFeature, &touchFeature, nullptr};
+    return ui_->instantiate(ui_, lv2::kPluginUri, KORRO_LV2_BUNDLE, &HostSide::write, &host_, &widget_,
+                            parent ? features : features + 1);
+  }
+  void portEvent(std::uint32_t port, float value) { ui_->port_event(handle_, port, sizeof value, 0, &value); }
+  void idle(int times) {
+    for (int i = 0; i < times; ++i) {
+      idle_->idle(handle_);
+      pause(10);
+    }
+  }
+
+  HostWindow window_;
+  Pointer pointer_;
+  HostSide host_;
+  LV2UI_Touch touch_{};
+  void* library_ = nullptr;
+  const LV2UI_Descriptor* ui_ = nullptr;
+  LV2UI_Handle handle_ = nullptr;
+  LV2UI_Widget widget_ = nullptr;
+  const LV2UI_Idle_Interface* idle_ = nullptr;
+};
+
+TEST_F(Lv2Ui, OpensAsTheHostWindowsChildAndNeedsOne) {
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(widget_), window_.child());
+  EXPECT_EQ(instantiate(nullptr), nullptr) << "no parent window, no editor";
+}
+
+TEST_F(Lv2Ui, DraggingAKnobWritesItsPortInsideATouch) {
+  pointer_.moveTo(67, 70);  // Decay, at 50 %
+  pointer_.button(true);
+  std::thread hand([] {
+    Pointer p;
+    pause(150);
+    p.moveTo(67, 20);  // 50 pixels up: a quarter of the range
+    pause(150);
+    p.button(false);
+  });
+  idle(1);  // the press arrives here, and the knob tracks the pointer until the release
+  hand.join();
+  idle(2);
+  ASSERT_FALSE(host_.writes.empty());
+  EXPECT_EQ(host_.writes.back(), std::make_pair(std::uint32_t{kDecayPort}, 75.0f));
+  for (const auto& w : host_.writes) EXPECT_EQ(w.first, kDecayPort);
+  const std::vector<std::pair<std::uint32_t, bool>> gesture{{kDecayPort, true}, {kDecayPort, false}};
+  EXPECT_EQ(host_.touches, gesture);
+}
+
+TEST_F(Lv2Ui, PortEventsMoveTheKnobAndFeedTheMeter) {
+  const ::Window editor = window_.child();
+  auto decayKnob = [&] { return window_.capture(editor, 40, 43, 54, 54); };
+  auto readout = [&] { return window_.capture(editor, 211, 162, 43, 14); };
+  const auto knobAtHalf = decayKnob();
+  const auto silentReadout = readout();
+
+  portEvent(kDecayPort, 20.0f);
+  idle(2);
+  EXPECT_NE(decayKnob(), knobAtHalf);
+  portEvent(kDecayPort, 50.0f);
+  idle(2);
+  EXPECT_EQ(decayKnob(), knobAtHalf) << "back at 50 % it shows the same picture";
+  EXPECT_TRUE(host_.writes.empty()) << "a port event is not a gesture";
+
+  portEvent(lv2::kPeakPort, 0.5f);
+  idle(2);
+  EXPECT_NE(readout(), silentReadout) << "the held peak is shown";
+  portEvent(99, 1.0f);  // no such port
+  portEvent(kDecayPort, NAN);
+  idle(1);
+  EXPECT_EQ(decayKnob(), knobAtHalf);
+}
+
+}  // namespace
+}  // namespace korro::test
