@@ -62,7 +62,11 @@ class PortController final : public EditController {
     values_[index] = value;
     const float shown = static_cast<float>(portFromParameter(*c, value));
     if (write_) write_(host_, c->port, sizeof shown, 0, &shown);
+    // Hosts do not echo a UI's own writes: tell the editor, as the effect does.
+    if (editor_) editor_->setParameter(index, value);
   }
+
+  void attach(AEffEditor* editor) { editor_ = editor; }
 
   void beginEdit(std::int32_t index) override { touch(index, true); }
   void endEdit(std::int32_t index) override { touch(index, false); }
@@ -101,6 +105,7 @@ class PortController final : public EditController {
   LV2UI_Write_Function write_;
   LV2UI_Controller host_;
   const LV2UI_Touch* touch_;
+  AEffEditor* editor_ = nullptr;
   float values_[kParameterCount] = {};
   LevelMeter meter_;
   float latestPeak_ = 0.0f;
@@ -109,7 +114,9 @@ class PortController final : public EditController {
 
 struct Ui {
   Ui(LV2UI_Write_Function write, LV2UI_Controller host, const LV2UI_Touch* touch)
-      : controller(write, host, touch), editor(createReverbEditor(controller)) {}
+      : controller(write, host, touch), editor(createReverbEditor(controller)) {
+    controller.attach(editor);
+  }
   ~Ui() {
     editor->close();
     delete editor;

@@ -109,6 +109,13 @@ TEST_F(Lv2Ui, DraggingAKnobWritesItsPortInsideATouch) {
   for (const auto& w : host_.writes) EXPECT_EQ(w.first, kDecayPort);
   const std::vector<std::pair<std::uint32_t, bool>> gesture{{kDecayPort, true}, {kDecayPort, false}};
   EXPECT_EQ(host_.touches, gesture);
+
+  // The field under the knob follows at once, though no host echoes the write.
+  auto decayField = [&] { return window_.capture(window_.child(), 40, 97, 56, 14); };
+  const auto afterDrag = decayField();
+  portEvent(kDecayPort, 75.0f);
+  idle(2);
+  EXPECT_EQ(decayField(), afterDrag) << "the field shows what 75 % shows";
 }
 
 TEST_F(Lv2Ui, PortEventsMoveTheKnobAndFeedTheMeter) {
