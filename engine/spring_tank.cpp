@@ -10,7 +10,7 @@ namespace {
 float onePole(double f, double r) { return static_cast<float>(std::pow(0.005, f * r)); }
 
 int readPosition(int writePos, double length) {
-  return static_cast<int>(writePos - length + kTankRingSize) & kTankRingMask;
+  return static_cast<int>(writePos - length + kTankPositions) & kTankPositionMask;
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ SpringTank::SpringTank(const DelayMemory& memory) {
 }
 
 void SpringTank::update(float decay, float damp, double engineRate) {
-  state_.writePos &= kTankRingMask;
+  state_.writePos &= kTankPositionMask;
   TankCoefficients& k = state_.coeffs;
   k.allpassGain = 0.78f;
   k.decayGain = static_cast<float>(std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666);
@@ -68,7 +68,7 @@ void SpringTank::update(float decay, float damp, double engineRate) {
 }
 
 void SpringTank::resetForSuspend() {
-  state_.writePos = kTankRingMask;
+  state_.writePos = kTankPositionMask;
   for (TankChannel& ch : state_.channels) {
     ch.levelEnvelope = 0.0f;
     ch.toneState = 0.0f;
@@ -79,7 +79,7 @@ void SpringTank::resetForSuspend() {
 }
 
 void SpringTank::resetForResume() {
-  state_.writePos = kTankRingMask;
+  state_.writePos = kTankPositionMask;
   for (TankChannel& ch : state_.channels) {
     ch.levelEnvelope = 0.0f;
     ch.toneState = 0.0f;

@@ -42,7 +42,7 @@ void referenceTankProcess(TankState& s, const TankLines lines[2], const float* c
     double forward[2][kSpringLines];
     for (int c = 0; c < 2; ++c) {
       TankChannel& ch = s.channels[c];
-      for (int n = 0; n < kSpringLines; ++n) forward[c][n] = lines[c].forwardDelay[n][ch.lines[n].delayRead];
+      for (int n = 0; n < kSpringLines; ++n) forward[c][n] = lines[c].forwardDelay[n][ch.lines[n].delayRead & kDelayRingMask];
       const double e = std::fabs(forward[c][0] + forward[c][1] + forward[c][2]);
       const double env = ch.levelEnvelope;
       const double coeff = e > env ? k.envAttackCoeff : k.envReleaseCoeff;
@@ -55,8 +55,6 @@ void referenceTankProcess(TankState& s, const TankLines lines[2], const float* c
       ch.feedbackGain = static_cast<float>((q + (0.95 - q) * 0.3) * decayGain);
     }
 
-    for (int c = 0; c < 2; ++c) lines[c].dryHistory[w] = static_cast<float>(x[c]);
-
     for (int c = 0; c < 2; ++c) {
       TankChannel& ch = s.channels[c];
       for (int n = 0; n < kSpringLines; ++n) {
@@ -64,7 +62,7 @@ void referenceTankProcess(TankState& s, const TankLines lines[2], const float* c
         line.dampState = static_cast<float>(line.dampState + (forward[c][n] - line.dampState) * dampCoeff + o);
       }
       for (int n = 0; n < kSpringLines; ++n)
-        ch.lines[n].returnValue = lines[c].returnDelay[n][ch.lines[n].delayRead];
+        ch.lines[n].returnValue = lines[c].returnDelay[n][ch.lines[n].delayRead & kDelayRingMask];
     }
 
     for (int c = 0; c < 2; ++c) {
@@ -73,22 +71,22 @@ void referenceTankProcess(TankState& s, const TankLines lines[2], const float* c
       const double G = ch.feedbackGain;
       for (int n = 0; n < kSpringLines; ++n) {
         SpringLine& line = ch.lines[n];
-        double v = mem.allpass1[n][line.allpass1Read];
+        double v = mem.allpass1[n][line.allpass1Read & kAllpassRingMask];
         double u = g * v - line.dampState;
-        mem.allpass1[n][w] = static_cast<float>(u);
+        mem.allpass1[n][w & kAllpassRingMask] = static_cast<float>(u);
         line.tapValue = static_cast<float>(v - g * u);
 
-        v = mem.allpass2[n][line.allpass2Read];
+        v = mem.allpass2[n][line.allpass2Read & kAllpassRingMask];
         u = g * v + line.tapValue;
-        mem.allpass2[n][w] = static_cast<float>(u);
-        mem.returnDelay[n][w] = static_cast<float>(v - g * u);
+        mem.allpass2[n][w & kAllpassRingMask] = static_cast<float>(u);
+        mem.returnDelay[n][w & kDelayRingMask] = static_cast<float>(v - g * u);
 
-        v = mem.allpass3[n][line.allpass3Read];
+        v = mem.allpass3[n][line.allpass3Read & kAllpassRingMask];
         u = g * v + line.returnValue;
-        mem.allpass3[n][w] = static_cast<float>(u);
+        mem.allpass3[n][w & kAllpassRingMask] = static_cast<float>(u);
         const double z = v - g * u;
 
-        mem.forwardDelay[n][w] = static_cast<float>(z * G + x[c]);
+        mem.forwardDelay[n][w & kDelayRingMask] = static_cast<float>(z * G + x[c]);
       }
     }
 
@@ -98,13 +96,13 @@ void referenceTankProcess(TankState& s, const TankLines lines[2], const float* c
                                      kTankOutputScale);
     }
 
-    s.writePos = (w + 1) & kTankRingMask;
+    s.writePos = (w + 1) & kTankPositionMask;
     for (TankChannel& ch : s.channels) {
       for (SpringLine& line : ch.lines) {
-        line.delayRead = (line.delayRead + 1) & kTankRingMask;
-        line.allpass1Read = (line.allpass1Read + 1) & kTankRingMask;
-        line.allpass2Read = (line.allpass2Read + 1) & kTankRingMask;
-        line.allpass3Read = (line.allpass3Read + 1) & kTankRingMask;
+        line.delayRead = (line.delayRead + 1) & kTankPositionMask;
+        line.allpass1Read = (line.allpass1Read + 1) & kTankPositionMask;
+        line.allpass2Read = (line.allpass2Read + 1) & kTankPositionMask;
+        line.allpass3Read = (line.allpass3Read + 1) & kTankPositionMask;
       }
     }
   }

@@ -18,7 +18,7 @@ constexpr Lengths kLengths[2][kSpringLines] = {
     {{1288, 95, 59, 154}, {1487, 108, 67, 175}, {1681, 125, 77, 202}},
 };
 
-int lengthOf(int writePos, int readPos) { return (writePos - readPos) & kTankRingMask; }
+int lengthOf(int writePos, int readPos) { return (writePos - readPos) & kTankPositionMask; }
 
 void expectDocumentedLengths(const SpringTank& tank, const char* where) {
   for (int c = 0; c < 2; ++c) {
