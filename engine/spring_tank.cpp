@@ -18,6 +18,7 @@ int readPosition(int writePos, double length) {
 bool SpringTank::available(Isa isa) {
   __builtin_cpu_init();
   switch (isa) {
+    case Isa::Plain:
     case Isa::Sse2:
       return true;
     case Isa::Avx2:
@@ -31,7 +32,8 @@ SpringTank::Isa SpringTank::best() { return available(Isa::Avx2) ? Isa::Avx2 : I
 bool SpringTank::useIsa(Isa isa) {
   if (!available(isa)) return false;
   isa_ = isa;
-  kernel_ = isa == Isa::Avx2 ? tank_kernels::processAvx2 : tank_kernels::processSse2;
+  constexpr TankKernel kernels[] = {tank_kernels::processPlain, tank_kernels::processSse2, tank_kernels::processAvx2};
+  kernel_ = kernels[static_cast<int>(isa)];
   return true;
 }
 

@@ -26,10 +26,11 @@ inline constexpr double kAllpass3Ratio = 1.61774;
 
 class SpringTank {
  public:
-  // The instruction sets the network is built for; all give the same output bit for bit.
-  enum class Isa { Sse2, Avx2 };
+  // The forms the network is built in: plain, and vectorised for two
+  // instruction sets. All give the same output bit for bit.
+  enum class Isa { Plain, Sse2, Avx2 };
   static bool available(Isa isa);
-  // The widest available one.
+  // The widest available vectorised one.
   static Isa best();
 
   explicit SpringTank(const DelayMemory& memory);
@@ -46,7 +47,7 @@ class SpringTank {
   void resetForSuspend();
   void resetForResume();
 
-  // Picks the network's instruction set; an unavailable one is refused.
+  // Picks the network's form; an unavailable one is refused.
   bool useIsa(Isa isa);
   Isa isa() const { return isa_; }
 

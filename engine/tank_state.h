@@ -86,6 +86,9 @@ using TankKernel = void (*)(TankState& state, const TankLines lines[2], const fl
                             float* const out[2], int frames, bool feedInput);
 
 namespace tank_kernels {
+// One frame at a time, in the order of the network's steps: the readable form.
+void processPlain(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
+                  int frames, bool feedInput);
 // Two lanes of double precision: any x86-64.
 void processSse2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
                  int frames, bool feedInput);
