@@ -15,20 +15,6 @@ int readPosition(int writePos, double length) {
 
 }  // namespace
 
-bool SpringTank::available(Isa isa) {
-  __builtin_cpu_init();
-  switch (isa) {
-    case Isa::Plain:
-    case Isa::Sse2:
-      return true;
-    case Isa::Avx2:
-      return __builtin_cpu_supports("avx2");
-  }
-  return false;
-}
-
-SpringTank::Isa SpringTank::best() { return available(Isa::Avx2) ? Isa::Avx2 : Isa::Sse2; }
-
 bool SpringTank::useIsa(Isa isa) {
   if (!available(isa)) return false;
   isa_ = isa;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "engine_memory.h"
+#include "isa.h"
 #include "tank_state.h"
 
 namespace korro {
@@ -26,12 +27,9 @@ inline constexpr double kAllpass3Ratio = 1.61774;
 
 class SpringTank {
  public:
-  // The forms the network is built in: plain, and vectorised for two
-  // instruction sets. All give the same output bit for bit.
-  enum class Isa { Plain, Sse2, Avx2 };
-  static bool available(Isa isa);
-  // The widest available vectorised one.
-  static Isa best();
+  using Isa = korro::Isa;
+  static bool available(Isa isa) { return isaAvailable(isa); }
+  static Isa best() { return bestIsa(); }
 
   explicit SpringTank(const DelayMemory& memory);
 

@@ -1,6 +1,6 @@
 // The spring tank's per-sample network, written once for any vector width.
 // Included by exactly one source file per instruction set, each of which
-// defines KORRO_TANK_ISA (the namespace of its copy) and a lane type V:
+// defines KORRO_KERNEL_ISA (the namespace of its copy) and a lane type V:
 //   D             a vector of V::W doubles
 //   load(p)       V::W floats from p, widened
 //   store(p, v)   v rounded to float, V::W floats to p
@@ -23,11 +23,11 @@
 
 #include "tank_state.h"
 
-#ifndef KORRO_TANK_ISA
-#error "define KORRO_TANK_ISA before including tank_kernel_impl.h"
+#ifndef KORRO_KERNEL_ISA
+#error "define KORRO_KERNEL_ISA before including tank_kernel_impl.h"
 #endif
 
-namespace korro::tank_kernels::KORRO_TANK_ISA {
+namespace korro::tank_kernels::KORRO_KERNEL_ISA {
 namespace {
 
 inline double sqrtScalar(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(x))); }
@@ -463,4 +463,4 @@ void processWith(TankState& state, const TankLines lines[2], const float* const 
 }
 
 }  // namespace
-}  // namespace korro::tank_kernels::KORRO_TANK_ISA
+}  // namespace korro::tank_kernels::KORRO_KERNEL_ISA

@@ -2,6 +2,7 @@
 // frame and the engine it owns.
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "audio_effect_x.h"
@@ -88,8 +89,8 @@ class ReverbEffect : public AudioEffectX {
   float decay = 0.0f;
   float damp = 0.0f;
   float output = 0.0f;
-  float mix = 0.0f;
-  float outputGain = 0.0f;
+  std::atomic<float> mix{0.0f};
+  std::atomic<float> outputGain{0.0f};
 
   // Block frame.
   double engineRate = 44100.0;

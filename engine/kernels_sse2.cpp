@@ -1,7 +1,9 @@
-// The tank with two lanes of double precision: SSE2, present on every x86-64.
+// The engine's kernels with two lanes of double precision: SSE2, present on
+// every x86-64.
 #include <emmintrin.h>
 
-#define KORRO_TANK_ISA sse2
+#define KORRO_KERNEL_ISA sse2
+#include "half_rate_kernel_impl.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -27,6 +29,11 @@ struct Sse2 {
   static D div(D a, D b) { return _mm_div_pd(a, b); }
   static D sqrt(D a) { return _mm_sqrt_pd(a); }
   static D abs(D a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
+  static D loadEven(const float* p) {
+    const __m128 v = _mm_loadu_ps(p);
+    return _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 0, 2, 0)));
+  }
+  static D maxKeep(D p, D x) { return _mm_max_pd(x, p); }
 };
 
 }  // namespace
@@ -37,3 +44,15 @@ void processSse2(TankState& state, const TankLines lines[2], const float* const 
 }
 
 }  // namespace korro::tank_kernels
+
+namespace korro::half_rate_kernels {
+
+int decimateSse2(const float* const lin[2], int frames, int first, float* const core[2]) {
+  return sse2::decimate<tank_kernels::Sse2>(lin, frames, first, core);
+}
+
+void outputSse2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames) {
+  sse2::output<tank_kernels::Sse2>(wet, interpolate, mix, frames);
+}
+
+}  // namespace korro::half_rate_kernels

@@ -1,9 +1,10 @@
-// The tank with four lanes of double precision. This file alone is compiled
+// The engine's kernels with four lanes of double precision. This file alone is compiled
 // for AVX2 (without FMA); it is only called after a processor check, and it
 // includes no library code whose inline functions other files could share.
 #include <immintrin.h>
 
-#define KORRO_TANK_ISA avx2
+#define KORRO_KERNEL_ISA avx2
+#include "half_rate_kernel_impl.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -30,6 +31,11 @@ struct Avx2 {
   static D div(D a, D b) { return _mm256_div_pd(a, b); }
   static D sqrt(D a) { return _mm256_sqrt_pd(a); }
   static D abs(D a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
+  static D loadEven(const float* p) {
+    const __m256 v = _mm256_permutevar8x32_ps(_mm256_loadu_ps(p), _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
+    return _mm256_cvtps_pd(_mm256_castps256_ps128(v));
+  }
+  static D maxKeep(D p, D x) { return _mm256_max_pd(x, p); }
 };
 
 }  // namespace
@@ -40,3 +46,15 @@ void processAvx2(TankState& state, const TankLines lines[2], const float* const 
 }
 
 }  // namespace korro::tank_kernels
+
+namespace korro::half_rate_kernels {
+
+int decimateAvx2(const float* const lin[2], int frames, int first, float* const core[2]) {
+  return avx2::decimate<tank_kernels::Avx2>(lin, frames, first, core);
+}
+
+void outputAvx2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames) {
+  avx2::output<tank_kernels::Avx2>(wet, interpolate, mix, frames);
+}
+
+}  // namespace korro::half_rate_kernels
