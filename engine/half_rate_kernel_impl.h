@@ -1,10 +1,14 @@
 // The decimator and the output stage's interpolation and mix, written once
 // for any vector width, lanes across frames. Included by the same source
 // files as the tank's kernel, with the same lane types (V::W doubles), plus:
-//   loadEven(p)     V::W floats from p, p + 2, ..., widened
+//   loaddu(p)       V::W doubles from p, any alignment
+//   split(p, e, o)  2·V::W floats from p: the even-indexed ones widened to e,
+//                   the odd-indexed ones to o
 //   maxKeep(p, x)   x where x > p, else p (a NaN x leaves p)
 // Every lane does the operations of the plain stages in their order, so the
-// output is the same bit for bit whatever the width.
+// output is the same bit for bit whatever the width. Each filter's sum is a
+// chain of dependent additions; two groups of lanes per channel and both
+// channels run side by side so the chains overlap.
 #pragma once
 
 #include "half_rate_kernels.h"
@@ -21,7 +25,11 @@ struct Scalar {
   using D = double;
   static constexpr int W = 1;
   static D load(const float* p) { return *p; }
-  static D loadEven(const float* p) { return *p; }
+  static D loaddu(const double* p) { return *p; }
+  static void split(const float* p, D& even, D& odd) {
+    even = p[0];
+    odd = p[1];
+  }
   static void store(float* p, D v) { *p = static_cast<float>(v); }
   static void stored(double* p, D v) { *p = v; }
   static D round(D v) { return static_cast<float>(v); }
@@ -33,20 +41,46 @@ struct Scalar {
   static D maxKeep(D p, D x) { return x > p ? x : p; }
 };
 
-// Outputs j in [from, to) of one channel; output j is taken at host frame
-// first + 2j. Symmetric pairs are summed first, accumulated from the outside
-// in, the centre tap last.
-template <class V>
-int decimateLanes(const float* lin, float* core, int first, int from, int to) {
+// A line of host frames widened to double, split by parity so the frames a
+// decimator output needs are consecutive.
+struct Phases {
+  // Rows a whole number of cache lines long, so every row starts aligned.
+  static constexpr int kRow = ((kHistory + kMaxFrames + kPadding) / 2 + 7) / 8 * 8;
+  alignas(64) double even[2][kRow];
+  alignas(64) double odd[2][kRow];
+  // The frames of line m, where m counts from the line's start.
+  const double* at(int c, int m) const { return (m & 1 ? odd[c] : even[c]) + (m >> 1); }
+};
+
+// Outputs j in [from, to) of both channels, G groups of lanes at a time;
+// output j is taken at host frame first + 2j. Symmetric pairs are summed
+// first and accumulated from the outside in, the centre tap last.
+template <class V, int G>
+int decimateLanes(const Phases& x, float* const core[2], int first, int from, int to) {
   using D = typename V::D;
   int j = from;
-  for (; j + V::W <= to; j += V::W) {
-    const float* x = lin + kHistory + first + 2 * j;
-    D acc = V::set1(0.0);
-    for (int k = 0; k < 15; ++k)
-      acc = V::add(acc, V::mul(V::set1(kDecimatorTaps[k]), V::add(V::loadEven(x - k), V::loadEven(x - 30 + k))));
-    acc = V::add(acc, V::mul(V::set1(kDecimatorTaps[15]), V::loadEven(x - 15)));
-    V::store(core + j, acc);
+  for (; j + G * V::W <= to; j += G * V::W) {
+    D acc[2][G];
+#pragma GCC unroll 2
+    for (int c = 0; c < 2; ++c)
+      for (int g = 0; g < G; ++g) acc[c][g] = V::set1(0.0);
+#pragma GCC unroll 15
+    for (int k = 0; k < 15; ++k) {
+      const D h = V::set1(kDecimatorTaps[k]);
+#pragma GCC unroll 2
+      for (int c = 0; c < 2; ++c) {
+        const double* newer = x.at(c, kHistory + first - k) + j;
+        const double* older = x.at(c, first + k) + j;
+        for (int g = 0; g < G; ++g)
+          acc[c][g] = V::add(acc[c][g], V::mul(h, V::add(V::loaddu(newer + g * V::W), V::loaddu(older + g * V::W))));
+      }
+    }
+    const D centre = V::set1(kDecimatorTaps[15]);
+#pragma GCC unroll 2
+    for (int c = 0; c < 2; ++c) {
+      const double* mid = x.at(c, kHistory + first - 15) + j;
+      for (int g = 0; g < G; ++g) V::store(core[c] + j + g * V::W, V::add(acc[c][g], V::mul(centre, V::loaddu(mid + g * V::W))));
+    }
   }
   return j;
 }
@@ -54,43 +88,68 @@ int decimateLanes(const float* lin, float* core, int first, int from, int to) {
 template <class V>
 int decimate(const float* const lin[2], int frames, int first, float* const core[2]) {
   const int count = frames > first ? (frames - first + 1) / 2 : 0;
+  Phases x;
   for (int c = 0; c < 2; ++c) {
-    const int j = decimateLanes<V>(lin[c], core[c], first, 0, count);
-    decimateLanes<Scalar>(lin[c], core[c], first, j, count);
+    for (int m = 0; m < kHistory + frames; m += 2 * V::W) {
+      typename V::D even, odd;
+      V::split(lin[c] + m, even, odd);
+      V::stored(x.even[c] + m / 2, even);
+      V::stored(x.odd[c] + m / 2, odd);
+    }
   }
+  int j = decimateLanes<V, 2>(x, core, first, 0, count);
+  j = decimateLanes<V, 1>(x, core, first, j, count);
+  decimateLanes<Scalar, 1>(x, core, first, j, count);
   return count;
 }
 
-// Host frames [from, to); answers where it stopped.
-template <class V>
-int outputLanes(const float* const wet[2], bool interpolate, OutputMix& m, int from, int to,
+// Host frames [from, to), G groups of lanes at a time; answers where it
+// stopped. With interpolate, z holds each channel's zero-stuffed line widened.
+template <class V, int G>
+int outputLanes(const float* const wet[2], const double* const z[2], OutputMix& m, int from, int to,
                 typename V::D peak[2]) {
   using D = typename V::D;
   int i = from;
-  for (; i + V::W <= to; i += V::W) {
-    const D mix = V::load(m.mix + i);
-    const D gain = V::load(m.gain + i);
-    D o[2];
-    for (int c = 0; c < 2; ++c) {
-      D w;
-      if (interpolate) {
-        const float* z = wet[c] + kHistory + i;
-        D acc = V::set1(0.0);
-        for (int k = 0; k < 8; ++k)
-          acc = V::add(acc, V::mul(V::set1(kInterpolatorTaps[k]), V::add(V::load(z - 2 * k), V::load(z - 30 + 2 * k))));
-        w = V::add(acc, V::load(z - 15));
-      } else {
-        w = V::load(wet[c] + i);
+  for (; i + G * V::W <= to; i += G * V::W) {
+    D w[2][G];
+    if (z[0]) {
+#pragma GCC unroll 2
+      for (int c = 0; c < 2; ++c)
+        for (int g = 0; g < G; ++g) w[c][g] = V::set1(0.0);
+#pragma GCC unroll 8
+      for (int k = 0; k < 8; ++k) {
+        const D h = V::set1(kInterpolatorTaps[k]);
+#pragma GCC unroll 2
+        for (int c = 0; c < 2; ++c) {
+          const double* at = z[c] + kHistory + i;
+          for (int g = 0; g < G; ++g)
+            w[c][g] = V::add(w[c][g], V::mul(h, V::add(V::loaddu(at + g * V::W - 2 * k), V::loaddu(at + g * V::W - 30 + 2 * k))));
+        }
       }
-      const D d = V::load(m.dry[c] + i);
-      o[c] = V::round(V::mul(V::add(V::mul(V::sub(w, d), mix), d), gain));
-      peak[c] = V::maxKeep(peak[c], V::abs(o[c]));
-    }
-    if (m.out[1]) {
-      for (int c = 0; c < 2; ++c) V::store(m.out[c] + i, m.adding ? V::add(V::load(m.out[c] + i), o[c]) : o[c]);
+#pragma GCC unroll 2
+      for (int c = 0; c < 2; ++c)
+        for (int g = 0; g < G; ++g) w[c][g] = V::add(w[c][g], V::loaddu(z[c] + kHistory + i + g * V::W - 15));
     } else {
-      const D mono = V::round(V::mul(V::add(o[0], o[1]), V::set1(0.5)));
-      V::store(m.out[0] + i, m.adding ? V::add(V::load(m.out[0] + i), mono) : mono);
+#pragma GCC unroll 2
+      for (int c = 0; c < 2; ++c)
+        for (int g = 0; g < G; ++g) w[c][g] = V::load(wet[c] + i + g * V::W);
+    }
+    for (int g = 0; g < G; ++g) {
+      const int f = i + g * V::W;
+      const D mix = V::load(m.mix + f);
+      const D gain = V::load(m.gain + f);
+      D o[2];
+      for (int c = 0; c < 2; ++c) {
+        const D d = V::load(m.dry[c] + f);
+        o[c] = V::round(V::mul(V::add(V::mul(V::sub(w[c][g], d), mix), d), gain));
+        peak[c] = V::maxKeep(peak[c], V::abs(o[c]));
+      }
+      if (m.out[1]) {
+        for (int c = 0; c < 2; ++c) V::store(m.out[c] + f, m.adding ? V::add(V::load(m.out[c] + f), o[c]) : o[c]);
+      } else {
+        const D mono = V::round(V::mul(V::add(o[0], o[1]), V::set1(0.5)));
+        V::store(m.out[0] + f, m.adding ? V::add(V::load(m.out[0] + f), mono) : mono);
+      }
     }
   }
   return i;
@@ -98,12 +157,22 @@ int outputLanes(const float* const wet[2], bool interpolate, OutputMix& m, int f
 
 template <class V>
 void output(const float* const wet[2], bool interpolate, OutputMix& m, int frames) {
+  // Rows a whole number of cache lines long, so every row starts aligned.
+  alignas(64) double line[2][(kHistory + kMaxFrames + kPadding + 7) / 8 * 8];
+  const double* z[2] = {};
+  if (interpolate) {
+    for (int c = 0; c < 2; ++c) {
+      for (int k = 0; k < kHistory + frames; k += V::W) V::stored(line[c] + k, V::load(wet[c] + k));
+      z[c] = line[c];
+    }
+  }
   typename V::D peak[2] = {V::set1(m.peak[0]), V::set1(m.peak[1])};
-  const int i = outputLanes<V>(wet, interpolate, m, 0, frames, peak);
+  int i = outputLanes<V, 2>(wet, z, m, 0, frames, peak);
+  i = outputLanes<V, 1>(wet, z, m, i, frames, peak);
   double rest[2] = {m.peak[0], m.peak[1]};
-  outputLanes<Scalar>(wet, interpolate, m, i, frames, rest);
+  outputLanes<Scalar, 1>(wet, z, m, i, frames, rest);
   for (int c = 0; c < 2; ++c) {
-    alignas(32) double lane[V::W];
+    alignas(64) double lane[V::W];
     V::stored(lane, peak[c]);
     for (int k = 0; k < V::W; ++k) rest[c] = Scalar::maxKeep(rest[c], lane[k]);
     m.peak[c] = static_cast<float>(rest[c]);

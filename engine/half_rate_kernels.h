@@ -20,7 +20,9 @@ namespace half_rate_kernels {
 
 // Samples of history both filters need before the current one.
 inline constexpr int kHistory = 30;
-// Entries past the end that a decimator may read (and ignore).
+// Host frames per call at most; the kernels keep their working lines on the stack.
+inline constexpr int kMaxFrames = 256;
+// Entries past the end of a line that a kernel may read and ignore.
 inline constexpr int kPadding = 8;
 
 // Each output sample of a chunk: ((wet - dry)·mix + dry)·gain, with mix and
@@ -40,8 +42,8 @@ struct OutputMix {
 // answers the number written.
 using Decimate = int (*)(const float* const lin[2], int frames, int first, float* const core[2]);
 // The output samples of frames host frames. With interpolate, wet holds
-// kHistory + frames zero-stuffed entries per channel; otherwise frames wet
-// samples at the host rate.
+// kHistory + frames zero-stuffed entries per channel, and kPadding more;
+// otherwise frames wet samples at the host rate.
 using Output = void (*)(const float* const wet[2], bool interpolate, OutputMix& mix, int frames);
 
 int decimateSse2(const float* const lin[2], int frames, int first, float* const core[2]);

@@ -4,11 +4,6 @@
 
 namespace korro {
 
-namespace {
-// Host frames per pass of the vectorised decimator; its history line lives on the stack.
-constexpr int kChunk = 256;
-}  // namespace
-
 bool InputStage::useIsa(Isa isa) {
   if (!isaAvailable(isa)) return false;
   isa_ = isa;
@@ -83,11 +78,12 @@ int InputStage::decimatePlain(const float* const in[2], float* const core[2], in
 
 int InputStage::decimateVectorised(const float* const in[2], float* const core[2], int frames) {
   using half_rate_kernels::kHistory;
+  using half_rate_kernels::kMaxFrames;
   using half_rate_kernels::kPadding;
   int written = 0;
-  for (int done = 0; done < frames; done += kChunk) {
-    const int n = std::min(kChunk, frames - done);
-    float line[2][kHistory + kChunk + kPadding];
+  for (int done = 0; done < frames; done += kMaxFrames) {
+    const int n = std::min(kMaxFrames, frames - done);
+    float line[2][kHistory + kMaxFrames + kPadding];
     for (int c = 0; c < 2; ++c) {
       decimator.copyHistory(c, line[c]);
       std::copy_n(in[c] + done, n, line[c] + kHistory);

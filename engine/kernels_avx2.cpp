@@ -31,9 +31,11 @@ struct Avx2 {
   static D div(D a, D b) { return _mm256_div_pd(a, b); }
   static D sqrt(D a) { return _mm256_sqrt_pd(a); }
   static D abs(D a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
-  static D loadEven(const float* p) {
-    const __m256 v = _mm256_permutevar8x32_ps(_mm256_loadu_ps(p), _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
-    return _mm256_cvtps_pd(_mm256_castps256_ps128(v));
+  static D loaddu(const double* p) { return _mm256_loadu_pd(p); }
+  static void split(const float* p, D& even, D& odd) {
+    const __m256 v = _mm256_permutevar8x32_ps(_mm256_loadu_ps(p), _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
+    even = _mm256_cvtps_pd(_mm256_castps256_ps128(v));
+    odd = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
   }
   static D maxKeep(D p, D x) { return _mm256_max_pd(x, p); }
 };

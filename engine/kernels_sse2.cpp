@@ -29,9 +29,11 @@ struct Sse2 {
   static D div(D a, D b) { return _mm_div_pd(a, b); }
   static D sqrt(D a) { return _mm_sqrt_pd(a); }
   static D abs(D a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
-  static D loadEven(const float* p) {
+  static D loaddu(const double* p) { return _mm_loadu_pd(p); }
+  static void split(const float* p, D& even, D& odd) {
     const __m128 v = _mm_loadu_ps(p);
-    return _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 0, 2, 0)));
+    even = _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 0, 2, 0)));
+    odd = _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 1, 3, 1)));
   }
   static D maxKeep(D p, D x) { return _mm_max_pd(x, p); }
 };

@@ -5,11 +5,6 @@
 
 namespace korro {
 
-namespace {
-// Host frames per pass of the vectorised form; its buffers live on the stack.
-constexpr int kChunk = 256;
-}  // namespace
-
 bool OutputStage::useIsa(Isa isa) {
   if (!isaAvailable(isa)) return false;
   isa_ = isa;
@@ -25,10 +20,11 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
     return;
   }
   using half_rate_kernels::kHistory;
+  using half_rate_kernels::kMaxFrames;
   int taken = 0;
-  for (int done = 0; done < frames; done += kChunk) {
-    const int n = std::min(kChunk, frames - done);
-    float mixes[kChunk], gains[kChunk];
+  for (int done = 0; done < frames; done += kMaxFrames) {
+    const int n = std::min(kMaxFrames, frames - done);
+    float mixes[kMaxFrames], gains[kMaxFrames];
     for (int i = 0; i < n; ++i) {
       mixes[i] = mix.load(std::memory_order_relaxed);
       gains[i] = gain.load(std::memory_order_relaxed);
@@ -41,11 +37,11 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
                                    {peaks.left, peaks.right}};
     if (decimate) {
       // The engine-rate frames zero-stuffed to the host rate, after the history.
-      float line[2][kHistory + kChunk];
+      float line[2][kHistory + kMaxFrames + half_rate_kernels::kPadding] = {};
       const int first = interpolator.phase;
       for (int c = 0; c < 2; ++c) {
         interpolator.copyHistory(c, line[c]);
-        for (int i = 0, j = taken; i < n; ++i) line[c][kHistory + i] = (i & 1) == first ? core[c][j++] : 0.0f;
+        for (int i = first, j = taken; i < n; i += 2, ++j) line[c][kHistory + i] = core[c][j];
       }
       taken += (n - first + 1) / 2;
       const float* const wet[2] = {line[0], line[1]};
