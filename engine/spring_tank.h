@@ -3,6 +3,8 @@
 // the level inside the channel rises.
 #pragma once
 
+#include <cstdint>
+
 #include "engine_memory.h"
 #include "isa.h"
 #include "tank_state.h"
@@ -58,8 +60,22 @@ class SpringTank {
   const TankState& state() const { return state_; }
 
  private:
+  // The update's powers as last derived, and the inputs they came from.
+  struct Derived {
+    bool valid = false;
+    std::uint32_t decayBits = 0;
+    std::uint64_t rateBits = 0;
+    float decayGain = 0.0f;
+    float preLowpassCoeff = 0.0f;
+    float dcBlockCoeff = 0.0f;
+    float toneCoeff = 0.0f;
+    float envAttackCoeff = 0.0f;
+    float envReleaseCoeff = 0.0f;
+  };
+
   TankLines lines_[2];
   TankState state_;
+  Derived derived_;
   TankKernel kernel_ = nullptr;
   Isa isa_ = Isa::Sse2;
 };
