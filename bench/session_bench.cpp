@@ -11,18 +11,12 @@
 #include <random>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "built_module.h"
 
 namespace {
 
 using korro::host::Host;
-using korro::host::Module;
 using korro::host::Plugin;
-
-const Module& module() {
-  static Module m(KORRO_MODULE_PATH);
-  return m;
-}
 
 long residentPages() {
   long size = 0, resident = 0;
@@ -49,7 +43,7 @@ void session(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
   const float rate = static_cast<float>(state.range(1));
   const int block = static_cast<int>(state.range(2));
-  if (!module().loaded()) {
+  if (!korro::bench::builtModule().loaded()) {
     state.SkipWithError("the module did not load");
     return;
   }
@@ -67,7 +61,7 @@ void session(benchmark::State& state) {
   malloc_trim(0);
   const long before = residentPages();
   for (int i = 0; i < count; ++i) {
-    plugins.push_back(std::make_unique<Plugin>(module(), host));
+    plugins.push_back(std::make_unique<Plugin>(korro::bench::builtModule(), host));
     plugins.back()->start(rate, block);
   }
   const long after = residentPages();

@@ -52,6 +52,21 @@ struct Phases {
   const double* at(int c, int m) const { return (m & 1 ? odd[c] : even[c]) + (m >> 1); }
 };
 
+// Both channels' sums, G groups of lanes each, set to zero.
+template <class V, int G>
+void clear(typename V::D (&sums)[2][G]) {
+#pragma GCC unroll 2
+  for (int c = 0; c < 2; ++c)
+    for (int g = 0; g < G; ++g) sums[c][g] = V::set1(0.0);
+}
+
+// One symmetric pair of taps for G groups of lanes: sum += h·(newer + older).
+template <class V, int G>
+void addPair(typename V::D (&sums)[G], typename V::D h, const double* newer, const double* older) {
+  for (int g = 0; g < G; ++g)
+    sums[g] = V::add(sums[g], V::mul(h, V::add(V::loaddu(newer + g * V::W), V::loaddu(older + g * V::W))));
+}
+
 // Outputs j in [from, to) of both channels, G groups of lanes at a time;
 // output j is taken at host frame first + 2j. Symmetric pairs are summed
 // first and accumulated from the outside in, the centre tap last.
@@ -61,19 +76,12 @@ int decimateLanes(const Phases& x, float* const core[2], int first, int from, in
   int j = from;
   for (; j + G * V::W <= to; j += G * V::W) {
     D acc[2][G];
-#pragma GCC unroll 2
-    for (int c = 0; c < 2; ++c)
-      for (int g = 0; g < G; ++g) acc[c][g] = V::set1(0.0);
+    clear<V, G>(acc);
 #pragma GCC unroll 15
     for (int k = 0; k < 15; ++k) {
       const D h = V::set1(kDecimatorTaps[k]);
 #pragma GCC unroll 2
-      for (int c = 0; c < 2; ++c) {
-        const double* newer = x.at(c, kHistory + first - k) + j;
-        const double* older = x.at(c, first + k) + j;
-        for (int g = 0; g < G; ++g)
-          acc[c][g] = V::add(acc[c][g], V::mul(h, V::add(V::loaddu(newer + g * V::W), V::loaddu(older + g * V::W))));
-      }
+      for (int c = 0; c < 2; ++c) addPair<V, G>(acc[c], h, x.at(c, kHistory + first - k) + j, x.at(c, first + k) + j);
     }
     const D centre = V::set1(kDecimatorTaps[15]);
 #pragma GCC unroll 2
@@ -113,18 +121,12 @@ int outputLanes(const float* const wet[2], const double* const z[2], OutputMix& 
   for (; i + G * V::W <= to; i += G * V::W) {
     D w[2][G];
     if (z[0]) {
-#pragma GCC unroll 2
-      for (int c = 0; c < 2; ++c)
-        for (int g = 0; g < G; ++g) w[c][g] = V::set1(0.0);
+      clear<V, G>(w);
 #pragma GCC unroll 8
       for (int k = 0; k < 8; ++k) {
         const D h = V::set1(kInterpolatorTaps[k]);
 #pragma GCC unroll 2
-        for (int c = 0; c < 2; ++c) {
-          const double* at = z[c] + kHistory + i;
-          for (int g = 0; g < G; ++g)
-            w[c][g] = V::add(w[c][g], V::mul(h, V::add(V::loaddu(at + g * V::W - 2 * k), V::loaddu(at + g * V::W - 30 + 2 * k))));
-        }
+        for (int c = 0; c < 2; ++c) addPair<V, G>(w[c], h, z[c] + kHistory + i - 2 * k, z[c] + i + 2 * k);
       }
 #pragma GCC unroll 2
       for (int c = 0; c < 2; ++c)

@@ -5,6 +5,7 @@
 
 #define KORRO_KERNEL_ISA avx2
 #include "half_rate_kernel_impl.h"
+#include "kernel_entries.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -42,21 +43,6 @@ struct Avx2 {
 
 }  // namespace
 
-void processAvx2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
-                 int frames, bool feedInput) {
-  avx2::processWith<Avx2>(state, lines, in, out, frames, feedInput);
-}
-
 }  // namespace korro::tank_kernels
 
-namespace korro::half_rate_kernels {
-
-int decimateAvx2(const float* const lin[2], int frames, int first, float* const core[2]) {
-  return avx2::decimate<tank_kernels::Avx2>(lin, frames, first, core);
-}
-
-void outputAvx2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames) {
-  avx2::output<tank_kernels::Avx2>(wet, interpolate, mix, frames);
-}
-
-}  // namespace korro::half_rate_kernels
+KORRO_KERNEL_ENTRIES(Avx2, Avx2)

@@ -4,6 +4,7 @@
 
 #define KORRO_KERNEL_ISA sse2
 #include "half_rate_kernel_impl.h"
+#include "kernel_entries.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -40,21 +41,6 @@ struct Sse2 {
 
 }  // namespace
 
-void processSse2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
-                 int frames, bool feedInput) {
-  sse2::processWith<Sse2>(state, lines, in, out, frames, feedInput);
-}
-
 }  // namespace korro::tank_kernels
 
-namespace korro::half_rate_kernels {
-
-int decimateSse2(const float* const lin[2], int frames, int first, float* const core[2]) {
-  return sse2::decimate<tank_kernels::Sse2>(lin, frames, first, core);
-}
-
-void outputSse2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames) {
-  sse2::output<tank_kernels::Sse2>(wet, interpolate, mix, frames);
-}
-
-}  // namespace korro::half_rate_kernels
+KORRO_KERNEL_ENTRIES(Sse2, Sse2)
