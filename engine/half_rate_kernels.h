@@ -41,15 +41,16 @@ struct OutputMix {
 // per channel) into core, taking the host frames first, first + 2, ...;
 // answers the number written.
 using Decimate = int (*)(const float* const lin[2], int frames, int first, float* const core[2]);
-// The output samples of frames host frames. With interpolate, wet holds
-// kHistory + frames zero-stuffed entries per channel, and kPadding more;
-// otherwise frames wet samples at the host rate.
-using Output = void (*)(const float* const wet[2], bool interpolate, OutputMix& mix, int frames);
+// The output samples of frames host frames. With first 0 or 1, wet holds
+// kHistory + frames entries per channel (and kPadding more, ignored): the
+// engine-rate frames on host frames first, first + 2, ..., zeros between.
+// With first -1, frames wet samples at the host rate.
+using Output = void (*)(const float* const wet[2], int first, OutputMix& mix, int frames);
 
 int decimateSse2(const float* const lin[2], int frames, int first, float* const core[2]);
 int decimateAvx2(const float* const lin[2], int frames, int first, float* const core[2]);
-void outputSse2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames);
-void outputAvx2(const float* const wet[2], bool interpolate, OutputMix& mix, int frames);
+void outputSse2(const float* const wet[2], int first, OutputMix& mix, int frames);
+void outputAvx2(const float* const wet[2], int first, OutputMix& mix, int frames);
 
 }  // namespace half_rate_kernels
 }  // namespace korro

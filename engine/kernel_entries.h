@@ -14,7 +14,7 @@
   int decimate##Suffix(const float* const lin[2], int frames, int first, float* const core[2]) {                   \
     return KORRO_KERNEL_ISA::decimate<tank_kernels::Lanes>(lin, frames, first, core);                               \
   }                                                                                                                 \
-  void output##Suffix(const float* const wet[2], bool interpolate, OutputMix& mix, int frames) {                    \
-    KORRO_KERNEL_ISA::output<tank_kernels::Lanes>(wet, interpolate, mix, frames);                                   \
+  void output##Suffix(const float* const wet[2], int first, OutputMix& mix, int frames) {                           \
+    KORRO_KERNEL_ISA::output<tank_kernels::Lanes>(wet, first, mix, frames);                                         \
   }                                                                                                                 \
   }

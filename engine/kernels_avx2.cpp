@@ -39,6 +39,11 @@ struct Avx2 {
     odd = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
   }
   static D maxKeep(D p, D x) { return _mm256_max_pd(x, p); }
+  static void interleave(double* p, D a, D b) {
+    const D lo = _mm256_unpacklo_pd(a, b), hi = _mm256_unpackhi_pd(a, b);
+    _mm256_storeu_pd(p, _mm256_permute2f128_pd(lo, hi, 0x20));
+    _mm256_storeu_pd(p + 4, _mm256_permute2f128_pd(lo, hi, 0x31));
+  }
 };
 
 }  // namespace

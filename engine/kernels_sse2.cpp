@@ -37,6 +37,10 @@ struct Sse2 {
     odd = _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 1, 3, 1)));
   }
   static D maxKeep(D p, D x) { return _mm_max_pd(x, p); }
+  static void interleave(double* p, D a, D b) {
+    _mm_storeu_pd(p, _mm_unpacklo_pd(a, b));
+    _mm_storeu_pd(p + 2, _mm_unpackhi_pd(a, b));
+  }
 };
 
 }  // namespace

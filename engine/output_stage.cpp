@@ -45,12 +45,12 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
       }
       taken += (n - first + 1) / 2;
       const float* const wet[2] = {line[0], line[1]};
-      output_(wet, true, m, n);
+      output_(wet, first, m, n);
       const float* const fresh[2] = {line[0] + kHistory, line[1] + kHistory};
       interpolator.push(fresh, n);
     } else {
       const float* const wet[2] = {core[0] + done, core[1] + done};
-      output_(wet, false, m, n);
+      output_(wet, -1, m, n);
     }
     peaks.left = m.peak[0];
     peaks.right = m.peak[1];
