@@ -8,18 +8,12 @@
 #include <random>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "built_module.h"
 
 namespace {
 
 using korro::host::Host;
-using korro::host::Module;
 using korro::host::Plugin;
-
-const Module& module() {
-  static Module m(KORRO_MODULE_PATH);
-  return m;
-}
 
 double threadSeconds() {
   timespec t{};
@@ -46,12 +40,12 @@ struct Stereo {
 void moduleBlock(benchmark::State& state) {
   const float rate = static_cast<float>(state.range(0));
   const int block = static_cast<int>(state.range(1));
-  if (!module().loaded()) {
+  if (!korro::bench::builtModule().loaded()) {
     state.SkipWithError("the module did not load");
     return;
   }
   Host host;
-  Plugin plugin(module(), host);
+  Plugin plugin(korro::bench::builtModule(), host);
   plugin.start(rate, block);
   const int length = static_cast<int>(rate) * 20 / block * block;
   Stereo in(length, 0.5f, 1), out(block, 0.0f, 2);
@@ -74,7 +68,7 @@ void silenceAfterBurst(benchmark::State& state) {
   const float rate = 44100.0f;
   const int block = 512;
   const int timed = 200;
-  if (!module().loaded()) {
+  if (!korro::bench::builtModule().loaded()) {
     state.SkipWithError("the module did not load");
     return;
   }
@@ -82,7 +76,7 @@ void silenceAfterBurst(benchmark::State& state) {
   double burstTime = 0.0, silenceTime = 0.0;
   for (auto _ : state) {
     Host host;
-    Plugin plugin(module(), host);
+    Plugin plugin(korro::bench::builtModule(), host);
     plugin.start(rate, block);
     plugin.setParameter(1, 1.0f);  // longest decay
     for (int pos = 0; pos + block <= static_cast<int>(rate); pos += block)

@@ -1,54 +1,56 @@
 #include "engine_memory.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace korro {
 
 namespace {
-constexpr int kReserveSmallCleared = 32;
-constexpr int kReserveSmallKept = 14;
+
+constexpr int kLineFloats = 64 / sizeof(float);
+constexpr int kRingsPerChannel = 2 * kSpringLines + 3 * kSpringLines;
+constexpr std::size_t kRingFloats = 2 * (2 * kSpringLines * kDelayRingSize + 3 * kSpringLines * kAllpassRingSize);
+// One cache line between rings; instances start up to 63 lines apart.
+constexpr std::size_t kBlockFloats = kRingFloats + (2 * kRingsPerChannel + 64) * kLineFloats;
+
+std::atomic<unsigned> instancesMade{0};
+
 }  // namespace
 
-float* DelayMemory::add(int size, bool clearedPartially) {
-  Line line;
-  line.data = std::make_unique_for_overwrite<float[]>(static_cast<std::size_t>(size));
-  line.size = size;
-  line.clearedPartially = clearedPartially;
-  float* data = line.data.get();
-  lines_.push_back(std::move(line));
-  return data;
-}
-
-DelayMemory::DelayMemory() {
-  lines_.reserve(kLineCount);
+DelayMemory::DelayMemory() : block_(std::make_unique<float[]>(kBlockFloats)), floats_(kBlockFloats) {
+  // An odd step visits all 64 line offsets before repeating.
+  const unsigned offsetLines = (instancesMade.fetch_add(1, std::memory_order_relaxed) * 23u) % 64u;
+  float* next = block_.get() + offsetLines * kLineFloats;
+  auto take = [&](int size) {
+    float* ring = next;
+    next += size + kLineFloats;
+    return ring;
+  };
   for (TankLines& ch : channels_) {
-    ch.dryHistory = add(kLargeLineSize, true);
-    ch.forwardDelay[0] = add(kLargeLineSize, true);
-    add(kLargeLineSize, true);  // reserve
+    for (int n = 0; n < kSpringLines; ++n) {
+      ch.forwardDelay[n] = take(kDelayRingSize);
+      ch.returnDelay[n] = take(kDelayRingSize);
+      ch.allpass1[n] = take(kAllpassRingSize);
+      ch.allpass2[n] = take(kAllpassRingSize);
+      ch.allpass3[n] = take(kAllpassRingSize);
+    }
   }
-  for (TankLines& ch : channels_) {
-    ch.forwardDelay[1] = add(kTankRingSize, false);
-    ch.forwardDelay[2] = add(kTankRingSize, false);
-    ch.returnDelay[0] = add(kTankRingSize, false);
-    ch.returnDelay[1] = add(kTankRingSize, true);
-    ch.returnDelay[2] = add(kTankRingSize, true);
-    for (float*& line : ch.allpass1) line = add(kTankRingSize, true);
-    for (float*& line : ch.allpass2) line = add(kTankRingSize, true);
-    add(kTankRingSize, true);  // fourth of the allpass2 group, never read
-    for (float*& line : ch.allpass3) line = add(kTankRingSize, true);
-  }
-  for (int i = 0; i < kReserveSmallCleared; ++i) add(kTankRingSize, true);
-  for (int i = 0; i < kReserveSmallKept; ++i) add(kTankRingSize, false);
 }
 
 void DelayMemory::clearPartial() {
-  for (Line& line : lines_)
-    if (line.clearedPartially) std::fill_n(line.data.get(), line.size, 0.0f);
+  for (TankLines& ch : channels_) {
+    std::fill_n(ch.forwardDelay[0], kDelayRingSize, 0.0f);
+    std::fill_n(ch.returnDelay[1], kDelayRingSize, 0.0f);
+    std::fill_n(ch.returnDelay[2], kDelayRingSize, 0.0f);
+    for (int n = 0; n < kSpringLines; ++n) {
+      std::fill_n(ch.allpass1[n], kAllpassRingSize, 0.0f);
+      std::fill_n(ch.allpass2[n], kAllpassRingSize, 0.0f);
+      std::fill_n(ch.allpass3[n], kAllpassRingSize, 0.0f);
+    }
+  }
 }
 
-void DelayMemory::clearHeads() {
-  for (Line& line : lines_) std::fill_n(line.data.get(), kTankRingSize, 0.0f);
-}
+void DelayMemory::clearHeads() { std::fill_n(block_.get(), floats_, 0.0f); }
 
 ScratchBuffers::ScratchBuffers(int frames) { resize(frames); }
 

@@ -2,46 +2,35 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
+#include <cstddef>
 #include <memory>
-#include <vector>
 
 #include "tank_state.h"
 
 namespace korro {
 
-inline constexpr int kLargeLineSize = 65536;
-
-// The delay lines: 32 tank lines plus a reserve of 50 that no stage reads but
-// the clearing operations keep clearing, so footprint and clearing cost stay
-// those of the design (6 lines of 65,536 and 76 of 16,384 floats).
+// The tank's thirty rings in one block. Each starts a cache line further
+// along the cache sets than the one before, and each instance's block starts
+// at its own offset, so rings of one instance and of instances played one
+// after another do not all compete for the same sets.
 class DelayMemory {
  public:
   DelayMemory();
 
   const TankLines& channel(int c) const { return channels_[c]; }
 
-  // Suspend and flush: whole-length zero-fill of every line except the
-  // forward delays of spring lines 2 and 3, the return delay of spring line 1
-  // and fourteen reserve lines.
+  // Suspend and flush: every ring except, per channel, the forward delays of
+  // spring lines 2 and 3 and the return delay of spring line 1, whose
+  // contents keep circulating.
   void clearPartial();
-  // Resume: the first 16,384 entries of every line.
+  // Resume: every ring.
   void clearHeads();
 
-  struct Line {
-    std::unique_ptr<float[]> data;
-    int size = 0;
-    bool clearedPartially = false;  // zero-filled by clearPartial
-  };
-  const std::vector<Line>& lines() const { return lines_; }
-
-  static constexpr int kLineCount = 82;
-  static constexpr std::int64_t kTotalBytes = (6LL * kLargeLineSize + 76LL * kTankRingSize) * 4;
+  std::size_t bytes() const { return floats_ * sizeof(float); }
 
  private:
-  float* add(int size, bool clearedPartially);
-
-  std::vector<Line> lines_;
+  std::unique_ptr<float[]> block_;
+  std::size_t floats_ = 0;
   TankLines channels_[2];
 };
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "half_rate_kernels.h"
+
 namespace korro {
 
 struct HalfRateRing {
@@ -27,6 +29,19 @@ struct HalfRateRing {
     clearRings();
     index = kMask;
     phase = 0;
+  }
+
+  // The vectorised kernels see the history as a line: the kHistory entries
+  // before the next one, oldest first.
+  void copyHistory(int c, float* line) const {
+    for (int m = 0; m < half_rate_kernels::kHistory; ++m) line[m] = ring[c][(index + half_rate_kernels::kHistory - m) & kMask];
+  }
+  // Enters frames new entries per channel, as frames steps of the plain stage would.
+  void push(const float* const line[2], int frames) {
+    for (int c = 0; c < 2; ++c)
+      for (int i = std::max(0, frames - kSize); i < frames; ++i) ring[c][(index - i) & kMask] = line[c][i];
+    index = (index - frames) & kMask;
+    phase ^= frames & 1;
   }
 };
 

@@ -4,18 +4,16 @@
 
 #include <cstdint>
 
+#include "half_rate_kernels.h"
 #include "half_rate_ring.h"
+#include "isa.h"
 
 namespace korro {
 
-// Symmetric taps h[0..15]; h[30 - k] = h[k].
-inline constexpr double kDecimatorTaps[16] = {
-    0.0018, 0.007,   -0.0025, -0.016,  -0.0012, 0.029,   0.01,   -0.032,
-    -0.0242, 0.0372, 0.0478,  -0.0408, -0.0962, 0.0428,  0.314,  0.455,
-};
-
 class InputStage {
  public:
+  InputStage() { useIsa(bestIsa()); }
+
   // inR is the left input again for a mono source. Answers the number of
   // engine-rate frames written to core.
   int process(const float* inL, const float* inR, float* const core[2], float* const dry[2], int frames,
@@ -26,6 +24,10 @@ class InputStage {
   // The flush: decimator history only.
   void clearHistory() { decimator.clearRings(); }
 
+  // Picks the decimator's form; an unavailable one is refused.
+  bool useIsa(Isa isa);
+  Isa isa() const { return isa_; }
+
   HalfRateRing decimator;
   // Changeover ramps. Nothing arms the countdown in operation, so the fades
   // only rise to 1 after a suspend; they are kept as state.
@@ -34,7 +36,12 @@ class InputStage {
   float fadeGainSlow = 0.0f;
 
  private:
-  void stepFades();
+  void stepFades(int frames);
+  int decimatePlain(const float* const in[2], float* const core[2], int frames);
+  int decimateVectorised(const float* const in[2], float* const core[2], int frames);
+
+  Isa isa_ = Isa::Plain;
+  half_rate_kernels::Decimate decimate_ = nullptr;
 };
 
 }  // namespace korro

@@ -1,11 +1,66 @@
 #include "output_stage.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace korro {
 
+bool OutputStage::useIsa(Isa isa) {
+  if (!isaAvailable(isa)) return false;
+  isa_ = isa;
+  output_ = isa == Isa::Avx2 ? half_rate_kernels::outputAvx2 : half_rate_kernels::outputSse2;
+  return true;
+}
+
 void OutputStage::process(float* const dry[2], float* const core[2], float** outputs, int frames, bool decimate,
-                          bool stereo, double mix, double gain, Store store, OutputPeaks& peaks) {
+                          bool stereo, const std::atomic<float>& mix, const std::atomic<float>& gain, Store store,
+                          OutputPeaks& peaks) {
+  if (isa_ == Isa::Plain) {
+    processPlain(dry, core, outputs, frames, decimate, stereo, mix, gain, store, peaks);
+    return;
+  }
+  using half_rate_kernels::kHistory;
+  using half_rate_kernels::kMaxFrames;
+  int taken = 0;
+  for (int done = 0; done < frames; done += kMaxFrames) {
+    const int n = std::min(kMaxFrames, frames - done);
+    float mixes[kMaxFrames], gains[kMaxFrames];
+    for (int i = 0; i < n; ++i) {
+      mixes[i] = mix.load(std::memory_order_relaxed);
+      gains[i] = gain.load(std::memory_order_relaxed);
+    }
+    half_rate_kernels::OutputMix m{{dry[0] + done, dry[1] + done},
+                                   mixes,
+                                   gains,
+                                   {outputs[0] + done, stereo ? outputs[1] + done : nullptr},
+                                   store == Store::Adding,
+                                   {peaks.left, peaks.right}};
+    if (decimate) {
+      // The engine-rate frames zero-stuffed to the host rate, after the history.
+      float line[2][kHistory + kMaxFrames + half_rate_kernels::kPadding] = {};
+      const int first = interpolator.phase;
+      for (int c = 0; c < 2; ++c) {
+        interpolator.copyHistory(c, line[c]);
+        for (int i = first, j = taken; i < n; i += 2, ++j) line[c][kHistory + i] = core[c][j];
+      }
+      taken += (n - first + 1) / 2;
+      const float* const wet[2] = {line[0], line[1]};
+      output_(wet, first, m, n);
+      const float* const fresh[2] = {line[0] + kHistory, line[1] + kHistory};
+      interpolator.push(fresh, n);
+    } else {
+      const float* const wet[2] = {core[0] + done, core[1] + done};
+      output_(wet, -1, m, n);
+    }
+    peaks.left = m.peak[0];
+    peaks.right = m.peak[1];
+  }
+}
+
+// One host frame at a time.
+void OutputStage::processPlain(float* const dry[2], float* const core[2], float** outputs, int frames,
+                               bool decimate, bool stereo, const std::atomic<float>& mix,
+                               const std::atomic<float>& gain, Store store, OutputPeaks& peaks) {
   float peakL = peaks.left;
   float peakR = peaks.right;
   float* outL = outputs[0];
@@ -19,6 +74,7 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
       wL = core[0][i];
       wR = core[1][i];
     } else {
+      // Engine-rate frames on every second host frame, zeros between.
       HalfRateRing& ip = interpolator;
       const int q = ip.index;
       ip.phase = (ip.phase - 1) & 1;
@@ -30,6 +86,8 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
         ip.ring[0][q] = 0.0f;
         ip.ring[1][q] = 0.0f;
       }
+      // Symmetric pairs of the even taps first, from the outside in; the
+      // centre tap (1) last.
       double w[2];
       for (int c = 0; c < 2; ++c) {
         const float* r = ip.ring[c];
@@ -44,8 +102,10 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
       ip.index = (q - 1) & HalfRateRing::kMask;
     }
 
-    const float oL = static_cast<float>(((wL - dL) * mix + dL) * gain);
-    const float oR = static_cast<float>(((wR - dR) * mix + dR) * gain);
+    const double m = mix.load(std::memory_order_relaxed);
+    const double g = gain.load(std::memory_order_relaxed);
+    const float oL = static_cast<float>(((wL - dL) * m + dL) * g);
+    const float oR = static_cast<float>(((wR - dR) * m + dR) * g);
     if (std::fabs(oL) > peakL) peakL = std::fabs(oL);
     if (std::fabs(oR) > peakR) peakR = std::fabs(oR);
 
@@ -58,11 +118,11 @@ void OutputStage::process(float* const dry[2], float* const core[2], float** out
         outR[i] = oR;
       }
     } else {
-      const float m = static_cast<float>((static_cast<double>(oL) + oR) * 0.5);
+      const float mono = static_cast<float>((static_cast<double>(oL) + oR) * 0.5);
       if (store == Store::Adding)
-        outL[i] += m;
+        outL[i] += mono;
       else
-        outL[i] = m;
+        outL[i] = mono;
     }
   }
   peaks.left = peakL;

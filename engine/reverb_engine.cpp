@@ -60,8 +60,7 @@ void ReverbEngine::processOutput(float* const dry[2], float* const core[2], floa
                                  bool stereo, const std::atomic<float>& mix, const std::atomic<float>& gain,
                                  OutputStage::Store store, OutputPeaks& peaks) {
   if (frames > 0)
-    output_.process(dry, core, outputs, frames, decimates(), stereo, mix.load(std::memory_order_relaxed),
-                    gain.load(std::memory_order_relaxed), store, peaks);
+    output_.process(dry, core, outputs, frames, decimates(), stereo, mix, gain, store, peaks);
 }
 
 namespace {

@@ -1,5 +1,6 @@
 #include "spring_tank.h"
 
+#include <bit>
 #include <cmath>
 
 namespace korro {
@@ -10,28 +11,16 @@ namespace {
 float onePole(double f, double r) { return static_cast<float>(std::pow(0.005, f * r)); }
 
 int readPosition(int writePos, double length) {
-  return static_cast<int>(writePos - length + kTankRingSize) & kTankRingMask;
+  return static_cast<int>(writePos - length + kTankPositions) & kTankPositionMask;
 }
 
 }  // namespace
 
-bool SpringTank::available(Isa isa) {
-  __builtin_cpu_init();
-  switch (isa) {
-    case Isa::Sse2:
-      return true;
-    case Isa::Avx2:
-      return __builtin_cpu_supports("avx2");
-  }
-  return false;
-}
-
-SpringTank::Isa SpringTank::best() { return available(Isa::Avx2) ? Isa::Avx2 : Isa::Sse2; }
-
 bool SpringTank::useIsa(Isa isa) {
   if (!available(isa)) return false;
   isa_ = isa;
-  kernel_ = isa == Isa::Avx2 ? tank_kernels::processAvx2 : tank_kernels::processSse2;
+  constexpr TankKernel kernels[] = {tank_kernels::processPlain, tank_kernels::processSse2, tank_kernels::processAvx2};
+  kernel_ = kernels[static_cast<int>(isa)];
   return true;
 }
 
@@ -41,18 +30,36 @@ SpringTank::SpringTank(const DelayMemory& memory) {
 }
 
 void SpringTank::update(float decay, float damp, double engineRate) {
-  state_.writePos &= kTankRingMask;
+  state_.writePos &= kTankPositionMask;
+  // The powers are the costly part of a short block; each is derived again
+  // only when its input changed, compared bit for bit, so the results are
+  // those of deriving them every time.
+  Derived& d = derived_;
+  if (!d.valid || std::bit_cast<std::uint32_t>(decay) != d.decayBits) {
+    d.decayGain = static_cast<float>(std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666);
+    d.decayBits = std::bit_cast<std::uint32_t>(decay);
+  }
+  if (!d.valid || std::bit_cast<std::uint64_t>(engineRate) != d.rateBits) {
+    const double r = 1.0 / engineRate;
+    d.preLowpassCoeff = onePole(8000.0, r);
+    d.dcBlockCoeff = onePole(200.0, r);
+    d.toneCoeff = onePole(2000.0, r);
+    d.envAttackCoeff = onePole(1000.0, r);
+    d.envReleaseCoeff = onePole(10.0, r);
+    d.rateBits = std::bit_cast<std::uint64_t>(engineRate);
+  }
+  d.valid = true;
+
   TankCoefficients& k = state_.coeffs;
   k.allpassGain = 0.78f;
-  k.decayGain = static_cast<float>(std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666);
+  k.decayGain = d.decayGain;
   k.dampCoeff = static_cast<float>((1.0 - damp) * 0.8 + 0.2);
-  const double r = 1.0 / engineRate;
-  k.preLowpassCoeff = onePole(8000.0, r);
-  k.dcBlockCoeff = onePole(200.0, r);
-  k.toneCoeff = onePole(2000.0, r);
+  k.preLowpassCoeff = d.preLowpassCoeff;
+  k.dcBlockCoeff = d.dcBlockCoeff;
+  k.toneCoeff = d.toneCoeff;
   k.toneMix = 0.7f;
-  k.envAttackCoeff = onePole(1000.0, r);
-  k.envReleaseCoeff = onePole(10.0, r);
+  k.envAttackCoeff = d.envAttackCoeff;
+  k.envReleaseCoeff = d.envReleaseCoeff;
 
   const int w = state_.writePos;
   for (int c = 0; c < 2; ++c) {
@@ -68,7 +75,7 @@ void SpringTank::update(float decay, float damp, double engineRate) {
 }
 
 void SpringTank::resetForSuspend() {
-  state_.writePos = kTankRingMask;
+  state_.writePos = kTankPositionMask;
   for (TankChannel& ch : state_.channels) {
     ch.levelEnvelope = 0.0f;
     ch.toneState = 0.0f;
@@ -79,7 +86,7 @@ void SpringTank::resetForSuspend() {
 }
 
 void SpringTank::resetForResume() {
-  state_.writePos = kTankRingMask;
+  state_.writePos = kTankPositionMask;
   for (TankChannel& ch : state_.channels) {
     ch.levelEnvelope = 0.0f;
     ch.toneState = 0.0f;

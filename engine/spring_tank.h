@@ -3,7 +3,10 @@
 // the level inside the channel rises.
 #pragma once
 
+#include <cstdint>
+
 #include "engine_memory.h"
+#include "isa.h"
 #include "tank_state.h"
 
 namespace korro {
@@ -26,11 +29,9 @@ inline constexpr double kAllpass3Ratio = 1.61774;
 
 class SpringTank {
  public:
-  // The instruction sets the network is built for; all give the same output bit for bit.
-  enum class Isa { Sse2, Avx2 };
-  static bool available(Isa isa);
-  // The widest available one.
-  static Isa best();
+  using Isa = korro::Isa;
+  static bool available(Isa isa) { return isaAvailable(isa); }
+  static Isa best() { return bestIsa(); }
 
   explicit SpringTank(const DelayMemory& memory);
 
@@ -46,7 +47,7 @@ class SpringTank {
   void resetForSuspend();
   void resetForResume();
 
-  // Picks the network's instruction set; an unavailable one is refused.
+  // Picks the network's form; an unavailable one is refused.
   bool useIsa(Isa isa);
   Isa isa() const { return isa_; }
 
@@ -59,8 +60,22 @@ class SpringTank {
   const TankState& state() const { return state_; }
 
  private:
+  // The update's powers as last derived, and the inputs they came from.
+  struct Derived {
+    bool valid = false;
+    std::uint32_t decayBits = 0;
+    std::uint64_t rateBits = 0;
+    float decayGain = 0.0f;
+    float preLowpassCoeff = 0.0f;
+    float dcBlockCoeff = 0.0f;
+    float toneCoeff = 0.0f;
+    float envAttackCoeff = 0.0f;
+    float envReleaseCoeff = 0.0f;
+  };
+
   TankLines lines_[2];
   TankState state_;
+  Derived derived_;
   TankKernel kernel_ = nullptr;
   Isa isa_ = Isa::Sse2;
 };

@@ -1,6 +1,6 @@
 // The spring tank's per-sample network, written once for any vector width.
 // Included by exactly one source file per instruction set, each of which
-// defines KORRO_TANK_ISA (the namespace of its copy) and a lane type V:
+// defines KORRO_KERNEL_ISA (the namespace of its copy) and a lane type V:
 //   D             a vector of V::W doubles
 //   load(p)       V::W floats from p, widened
 //   store(p, v)   v rounded to float, V::W floats to p
@@ -23,11 +23,11 @@
 
 #include "tank_state.h"
 
-#ifndef KORRO_TANK_ISA
-#error "define KORRO_TANK_ISA before including tank_kernel_impl.h"
+#ifndef KORRO_KERNEL_ISA
+#error "define KORRO_KERNEL_ISA before including tank_kernel_impl.h"
 #endif
 
-namespace korro::tank_kernels::KORRO_TANK_ISA {
+namespace korro::tank_kernels::KORRO_KERNEL_ISA {
 namespace {
 
 inline double sqrtScalar(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(x))); }
@@ -118,16 +118,16 @@ class Network {
   void run(const float* const in[2], float* const out[2], int frames) {
     int done = 0;
     while (done < frames) {
-      // A stretch in which no position wraps, so every line is contiguous.
+      // A stretch in which no ring's position wraps, so every line is contiguous.
       int length = frames - done;
-      const int w = s_.writePos & kTankRingMask;
-      length = limit(length, w);
+      const int w = s_.writePos;
+      length = limit(length, w, kAllpassRingSize);  // a delay ring wraps only where an all-pass ring does
       for (int c = 0; c < 2; ++c) {
         for (const SpringLine& l : s_.channels[c].lines) {
-          length = limit(length, l.delayRead & kTankRingMask);
-          length = limit(length, l.allpass1Read & kTankRingMask);
-          length = limit(length, l.allpass2Read & kTankRingMask);
-          length = limit(length, l.allpass3Read & kTankRingMask);
+          length = limit(length, l.delayRead, kDelayRingSize);
+          length = limit(length, l.allpass1Read, kAllpassRingSize);
+          length = limit(length, l.allpass2Read, kAllpassRingSize);
+          length = limit(length, l.allpass3Read, kAllpassRingSize);
         }
       }
       point(w);
@@ -150,42 +150,42 @@ class Network {
   }
 
  private:
-  static int limit(int length, int position) {
-    const int room = kTankRingSize - position;
+  static int limit(int length, int position, int ringSize) {
+    const int room = ringSize - (position & (ringSize - 1));
     return room < length ? room : length;
   }
 
   void point(int w) {
-    dry_[0] = lines_[0].dryHistory + w;
-    dry_[1] = lines_[1].dryHistory + w;
+    const int wd = w & kDelayRingMask;
+    const int wa = w & kAllpassRingMask;
     for (int c = 0; c < 2; ++c) {
       const TankLines& m = lines_[c];
       for (int k = 0; k < kSpringLines; ++k) {
         const SpringLine& l = s_.channels[c].lines[k];
         LinePointers& p = p_[c][k];
-        const int d = l.delayRead & kTankRingMask;
+        const int d = l.delayRead & kDelayRingMask;
         p.forwardRead = m.forwardDelay[k] + d;
         p.returnRead = m.returnDelay[k] + d;
-        p.allpass1Read = m.allpass1[k] + (l.allpass1Read & kTankRingMask);
-        p.allpass2Read = m.allpass2[k] + (l.allpass2Read & kTankRingMask);
-        p.allpass3Read = m.allpass3[k] + (l.allpass3Read & kTankRingMask);
-        p.forwardWrite = m.forwardDelay[k] + w;
-        p.returnWrite = m.returnDelay[k] + w;
-        p.allpass1Write = m.allpass1[k] + w;
-        p.allpass2Write = m.allpass2[k] + w;
-        p.allpass3Write = m.allpass3[k] + w;
+        p.allpass1Read = m.allpass1[k] + (l.allpass1Read & kAllpassRingMask);
+        p.allpass2Read = m.allpass2[k] + (l.allpass2Read & kAllpassRingMask);
+        p.allpass3Read = m.allpass3[k] + (l.allpass3Read & kAllpassRingMask);
+        p.forwardWrite = m.forwardDelay[k] + wd;
+        p.returnWrite = m.returnDelay[k] + wd;
+        p.allpass1Write = m.allpass1[k] + wa;
+        p.allpass2Write = m.allpass2[k] + wa;
+        p.allpass3Write = m.allpass3[k] + wa;
       }
     }
   }
 
   void advance(int length) {
-    s_.writePos = (s_.writePos + length) & kTankRingMask;
+    s_.writePos = (s_.writePos + length) & kTankPositionMask;
     for (TankChannel& ch : s_.channels) {
       for (SpringLine& l : ch.lines) {
-        l.delayRead = (l.delayRead + length) & kTankRingMask;
-        l.allpass1Read = (l.allpass1Read + length) & kTankRingMask;
-        l.allpass2Read = (l.allpass2Read + length) & kTankRingMask;
-        l.allpass3Read = (l.allpass3Read + length) & kTankRingMask;
+        l.delayRead = (l.delayRead + length) & kTankPositionMask;
+        l.allpass1Read = (l.allpass1Read + length) & kTankPositionMask;
+        l.allpass2Read = (l.allpass2Read + length) & kTankPositionMask;
+        l.allpass3Read = (l.allpass3Read + length) & kTankPositionMask;
       }
     }
   }
@@ -333,7 +333,6 @@ class Network {
     V::deinterleave(x_[j0], 2, x[0], x[1]);
     for (int k = 0; k < kSpringLines; ++k) V::deinterleave(damp_[j0][k], 2 * kSpringLines, damp[0][k], damp[1][k]);
     for (int c = 0; c < 2; ++c) {
-      V::store(dry_[c] + i, x[c]);
       const D G = V::loadd(G_[c] + j0);
       D taps[kSpringLines];
 #pragma GCC unroll 3
@@ -380,7 +379,6 @@ class Network {
       for (int k = 0; k < kSpringLines; ++k) F[c][k] = p_[c][k].forwardRead[i];
     for (int c = 0; c < 2; ++c) follow(r, c, absScalar(F[c][0] + F[c][1] + F[c][2]));
     for (int c = 0; c < 2; ++c) lastGain_[c] = static_cast<float>(feedbackGainScalar(r.envelope[c], c_.decayGain));
-    for (int c = 0; c < 2; ++c) dry_[c][i] = static_cast<float>(x[c]);
     for (int c = 0; c < 2; ++c) {
       for (int k = 0; k < kSpringLines; ++k) {
         dampen(r, 2 * k + c, F[c][k], -o);
@@ -453,7 +451,6 @@ class Network {
   float lastGain_[2];
   float lastTap_[2][kSpringLines], lastReturn_[2][kSpringLines];
 
-  float* dry_[2] = {};
   LinePointers p_[2][kSpringLines] = {};
 };
 
@@ -466,4 +463,4 @@ void processWith(TankState& state, const TankLines lines[2], const float* const 
 }
 
 }  // namespace
-}  // namespace korro::tank_kernels::KORRO_TANK_ISA
+}  // namespace korro::tank_kernels::KORRO_KERNEL_ISA

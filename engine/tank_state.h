@@ -7,14 +7,24 @@
 
 namespace korro {
 
-inline constexpr int kTankRingSize = 16384;
-inline constexpr int kTankRingMask = kTankRingSize - 1;
+// Read and write positions run over 0..16,383 whatever the ring sizes; each
+// ring masks them with its own mask, and since every ring size divides 16,384
+// a position always lands on the same entry.
+inline constexpr int kTankPositions = 16384;
+inline constexpr int kTankPositionMask = kTankPositions - 1;
+// Delays are at most 1,681 samples and all-passes 202. The vectorised network
+// breaks its runs wherever a ring wraps, so the all-pass rings are larger than
+// their lines need: at 256 entries they wrapped so often that the tank cost a
+// third more.
+inline constexpr int kDelayRingSize = 2048;
+inline constexpr int kDelayRingMask = kDelayRingSize - 1;
+inline constexpr int kAllpassRingSize = 1024;
+inline constexpr int kAllpassRingMask = kAllpassRingSize - 1;
 inline constexpr int kSpringLines = 3;
 
-// One channel's view of the tank's rings. Lines backed by larger buffers are
-// used through their first kTankRingSize entries only.
+// One channel's rings: forward and return delays of kDelayRingSize floats,
+// all-passes of kAllpassRingSize.
 struct TankLines {
-  float* dryHistory = nullptr;
   float* forwardDelay[kSpringLines] = {};
   float* returnDelay[kSpringLines] = {};
   float* allpass1[kSpringLines] = {};
@@ -60,7 +70,7 @@ struct TankCoefficients {
 struct TankState {
   TankChannel channels[2];
   TankCoefficients coeffs;
-  std::int32_t writePos = kTankRingMask;
+  std::int32_t writePos = kTankPositionMask;
   // Never set in operation; the stages stay for completeness of the network.
   bool preLowpassEnabled = false;
   bool dcBlockEnabled = false;
@@ -76,6 +86,9 @@ using TankKernel = void (*)(TankState& state, const TankLines lines[2], const fl
                             float* const out[2], int frames, bool feedInput);
 
 namespace tank_kernels {
+// One frame at a time, in the order of the network's steps: the readable form.
+void processPlain(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
+                  int frames, bool feedInput);
 // Two lanes of double precision: any x86-64.
 void processSse2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
                  int frames, bool feedInput);

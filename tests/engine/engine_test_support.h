@@ -32,15 +32,22 @@ inline std::unique_ptr<DelayMemory> clearedMemory() {
   return memory;
 }
 
+struct Ring {
+  float* data;
+  int size;
+  float* begin() const { return data; }
+  float* end() const { return data + size; }
+};
+
 // The tank's fifteen rings of one channel, in a fixed order.
-inline std::vector<const float*> tankRings(const TankLines& l) {
-  std::vector<const float*> rings{l.dryHistory};
+inline std::vector<Ring> tankRings(const TankLines& l) {
+  std::vector<Ring> rings;
   for (int n = 0; n < kSpringLines; ++n) {
-    rings.push_back(l.forwardDelay[n]);
-    rings.push_back(l.returnDelay[n]);
-    rings.push_back(l.allpass1[n]);
-    rings.push_back(l.allpass2[n]);
-    rings.push_back(l.allpass3[n]);
+    rings.push_back({l.forwardDelay[n], kDelayRingSize});
+    rings.push_back({l.returnDelay[n], kDelayRingSize});
+    rings.push_back({l.allpass1[n], kAllpassRingSize});
+    rings.push_back({l.allpass2[n], kAllpassRingSize});
+    rings.push_back({l.allpass3[n], kAllpassRingSize});
   }
   return rings;
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <random>
 #include <vector>
@@ -14,7 +15,6 @@
 #include "engine/output_stage.h"
 #include "engine/spring_tank.h"
 #include "engine/engine_memory.h"
-#include "engine/reference_tank.h"
 #include "support/module_fixture.h"
 
 namespace korro::test {
@@ -31,7 +31,7 @@ struct Settings {
   }
 };
 
-// The engine a host at `hostRate` gets after resume, run in its plain form.
+// The engine a host at `hostRate` gets after resume, every stage in its plain form.
 class PlainEngine {
  public:
   PlainEngine(double hostRate, int capacity)
@@ -44,6 +44,9 @@ class PlainEngine {
         dry_(capacity) {
     memory_->clearHeads();
     memory_->clearPartial();
+    tank_.useIsa(Isa::Plain);
+    input_.useIsa(Isa::Plain);
+    output_.useIsa(Isa::Plain);
     tank_.resetForResume();
     input_.resetForResume();
     output_.resetForResume();
@@ -54,11 +57,10 @@ class PlainEngine {
     const bool feed = static_cast<int>(p.bypass) != 0;
     input_.process(in[0], stereoIn ? in[1] : in[0], core_.channels(), dry_.channels(), n, decimate_);
     tank_.update(p.decay, p.damp, engineRate_);
-    const TankLines lines[2] = {tank_.lines(0), tank_.lines(1)};
-    referenceTankProcess(tank_.state(), lines, core_.channels(), coreOut_.channels(), n / (decimate_ ? 2 : 1), feed);
+    tank_.process(core_.channels(), coreOut_.channels(), n / (decimate_ ? 2 : 1), feed);
     OutputPeaks peaks;
-    output_.process(dry_.channels(), coreOut_.channels(), const_cast<float**>(out), n, decimate_, stereoOut, p.mix,
-                    static_cast<float>(p.output * p.output * 4.0f),
+    const std::atomic<float> mix{p.mix}, gain{p.output * p.output * 4.0f};
+    output_.process(dry_.channels(), coreOut_.channels(), const_cast<float**>(out), n, decimate_, stereoOut, mix, gain,
                     adding ? OutputStage::Store::Adding : OutputStage::Store::Replacing, peaks);
   }
 

@@ -5,7 +5,9 @@
 #include <random>
 #include <vector>
 
+#include "engine/input_stage.h"
 #include "engine/output_stage.h"
+#include "engine_test_support.h"
 
 namespace korro::test {
 namespace {
@@ -18,7 +20,8 @@ struct Buffers {
     float* dry[2] = {dryL.data(), dryR.data()};
     float* core[2] = {coreL.data(), coreR.data()};
     float* out[2] = {outL.data(), outR.data()};
-    st.process(dry, core, out, n, decimate, stereo, mix, gain, store, peaks);
+    const std::atomic<float> m{static_cast<float>(mix)}, g{static_cast<float>(gain)};
+    st.process(dry, core, out, n, decimate, stereo, m, g, store, peaks);
   }
   std::vector<float> dryL, dryR, coreL, coreR, outL, outR;
   OutputPeaks peaks;
@@ -117,6 +120,89 @@ TEST(OutputStage, PeaksOnlyGrow) {
   b.run(st, 4, false, true, 0.0, 2.0, Store::Replacing);
   EXPECT_EQ(b.peaks.left, 1.0f);
 }
+
+// The engine in one form: input stage, tank and output stage as the block
+// frame runs them.
+struct Chain {
+  explicit Chain(Isa isa) : memory(clearedMemory()), tank(*memory) {
+    usable = input.useIsa(isa) && tank.useIsa(isa) && output.useIsa(isa);
+    input.resetForResume();
+    tank.resetForResume();
+    output.resetForResume();
+  }
+  void block(StereoBuffer& host, StereoBuffer& result, int from, int n, double hostRate, bool stereo, Store store,
+             float mix, float gain) {
+    const bool half = hostRate > 50000.0;
+    float* in[2] = {host.left.data() + from, host.right.data() + from};
+    made = input.process(in[0], stereo ? in[1] : in[0], core.out(), dry.out(), n, half);
+    tank.update(0.7f, 0.2f, half ? hostRate * 0.5 : hostRate);
+    tank.process(core.in(), wet.out(), half ? n / 2 : n, true);
+    const std::atomic<float> m{mix}, g{gain};
+    float* out[2] = {result.left.data() + from, result.right.data() + from};
+    output.process(dry.out(), wet.out(), out, n, half, stereo, m, g, store, peaks);
+  }
+  std::unique_ptr<DelayMemory> memory;
+  SpringTank tank;
+  InputStage input;
+  OutputStage output;
+  StereoBuffer core{1100}, wet{1100}, dry{1100};
+  OutputPeaks peaks;
+  int made = 0;
+  bool usable = false;
+};
+
+void expectSameRing(const HalfRateRing& a, const HalfRateRing& b, const std::string& where) {
+  EXPECT_EQ(a.index, b.index) << where;
+  EXPECT_EQ(a.phase, b.phase) << where;
+  for (int c = 0; c < 2; ++c)
+    for (int k = 0; k < HalfRateRing::kSize; ++k) ASSERT_TRUE(sameFloat(a.ring[c][k], b.ring[c][k])) << where;
+}
+
+class VectorisedStages : public ::testing::TestWithParam<Isa> {};
+
+TEST_P(VectorisedStages, EqualThePlainStagesBitForBitOverUnevenBlocks) {
+  const int lengths[] = {0, 1, 2, 3, 5, 31, 64, 255, 256, 257, 511, 512, 513, 1000};
+  for (double rate : {88200.0, 96000.0, 192000.0, 44100.0}) {
+    Chain fast(GetParam()), plain(Isa::Plain);
+    if (!fast.usable) GTEST_SKIP() << "this processor lacks the instruction set";
+    const int total = 40000;
+    StereoBuffer host(total), outFast(total), outPlain(total);
+    std::mt19937 rng(static_cast<unsigned>(rate));
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    for (int i = 0; i < total; ++i) {
+      host.left[i] = u(rng), host.right[i] = i % 3000 < 1500 ? u(rng) : 0.0f;
+      outFast.left[i] = outPlain.left[i] = u(rng), outFast.right[i] = outPlain.right[i] = u(rng);
+    }
+    for (int from = 0, b = 0; from < total - 1000; ++b) {
+      const int n = lengths[rng() % std::size(lengths)];
+      const bool stereo = rng() % 3 != 0;
+      const Store store = rng() % 2 ? Store::Adding : Store::Replacing;
+      const float mix = u(rng) * 0.5f + 0.5f, gain = u(rng) * 2.0f + 2.0f;
+      fast.block(host, outFast, from, n, rate, stereo, store, mix, gain);
+      plain.block(host, outPlain, from, n, rate, stereo, store, mix, gain);
+      const std::string where = std::to_string(rate) + " block " + std::to_string(b) + " of " + std::to_string(n);
+      ASSERT_EQ(fast.made, plain.made) << where;
+      for (int i = 0; i < fast.made; ++i) {
+        ASSERT_TRUE(sameFloat(fast.core.left[i], plain.core.left[i])) << where << " engine frame " << i;
+        ASSERT_TRUE(sameFloat(fast.core.right[i], plain.core.right[i])) << where << " engine frame " << i;
+      }
+      for (int i = from; i < from + n; ++i) {
+        ASSERT_TRUE(sameFloat(outFast.left[i], outPlain.left[i])) << where << " frame " << i - from;
+        ASSERT_TRUE(sameFloat(outFast.right[i], outPlain.right[i])) << where << " frame " << i - from;
+      }
+      ASSERT_TRUE(sameFloat(fast.peaks.left, plain.peaks.left) && sameFloat(fast.peaks.right, plain.peaks.right))
+          << where;
+      expectSameRing(fast.input.decimator, plain.input.decimator, where + " decimator");
+      expectSameRing(fast.output.interpolator, plain.output.interpolator, where + " interpolator");
+      if (HasFatalFailure()) return;
+      if (b % 50 == 0) fast.peaks = plain.peaks = OutputPeaks{};  // as the meter clears them
+      from += n;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Isa, VectorisedStages, ::testing::Values(Isa::Sse2, Isa::Avx2),
+                         [](const ::testing::TestParamInfo<Isa>& info) { return info.param == Isa::Avx2 ? "Avx2" : "Sse2"; });
 
 }  // namespace
 }  // namespace korro::test

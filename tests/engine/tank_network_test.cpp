@@ -7,14 +7,15 @@
 #include <string>
 
 #include "engine_test_support.h"
-#include "reference_tank.h"
 
 namespace korro::test {
 namespace {
 
 using Isa = SpringTank::Isa;
 
-std::string isaName(const ::testing::TestParamInfo<Isa>& info) { return info.param == Isa::Avx2 ? "Avx2" : "Sse2"; }
+std::string isaName(const ::testing::TestParamInfo<Isa>& info) {
+  return info.param == Isa::Avx2 ? "Avx2" : info.param == Isa::Sse2 ? "Sse2" : "Plain";
+}
 
 void expectSameState(const TankState& got, const TankState& want, const std::string& where) {
   ASSERT_EQ(got.writePos, want.writePos) << where;
@@ -98,20 +99,21 @@ TEST_P(VectorisedTank, EqualsThePlainTankBitForBit) {
     auto fastMemory = clearedMemory();
     auto plainMemory = clearedMemory();
     SpringTank fast(*fastMemory);
-    SpringTank plain(*plainMemory);  // its update and state; the network is the reference's
+    SpringTank plain(*plainMemory);
     ASSERT_TRUE(fast.useIsa(GetParam()));
+    ASSERT_TRUE(plain.useIsa(Isa::Plain));
     std::mt19937 rng(cfg.prefilled ? 99 : 5);
 
     if (cfg.prefilled) {
       std::uniform_real_distribution<float> u(-0.5f, 0.5f);
       for (int c = 0; c < 2; ++c) {
-        const std::vector<const float*> a = tankRings(fast.lines(c));
-        const std::vector<const float*> b = tankRings(plain.lines(c));
+        const std::vector<Ring> a = tankRings(fast.lines(c));
+        const std::vector<Ring> b = tankRings(plain.lines(c));
         for (std::size_t r = 0; r < a.size(); ++r) {
-          for (int i = 0; i < kTankRingSize; ++i) {
+          for (int i = 0; i < a[r].size; ++i) {
             const float v = u(rng);
-            const_cast<float*>(a[r])[i] = v;
-            const_cast<float*>(b[r])[i] = v;
+            a[r].data[i] = v;
+            b[r].data[i] = v;
           }
         }
         for (TankState* s : {&fast.state(), &plain.state()}) {
@@ -148,7 +150,7 @@ TEST_P(VectorisedTank, EqualsThePlainTankBitForBit) {
       fast.update(decay, damp, cfg.engineRate);
       plain.update(decay, damp, cfg.engineRate);
       fast.process(in.in(), outFast.out(), n, feed);
-      referenceTankProcess(plain.state(), &plain.lines(0), in.in(), outPlain.out(), n, feed);
+      plain.process(in.in(), outPlain.out(), n, feed);
 
       const std::string at = where + " block " + std::to_string(block) + " of " + std::to_string(n);
       for (int i = 0; i < (n > 0 ? n : 0); ++i) {
@@ -159,19 +161,22 @@ TEST_P(VectorisedTank, EqualsThePlainTankBitForBit) {
       if (HasFatalFailure()) return;
       total += n > 0 ? n : 0;
     }
-    EXPECT_GT(total, 2 * kTankRingSize) << "every position must have wrapped";
+    EXPECT_GT(total, 2 * kTankPositions) << "every position must have wrapped";
 
     for (int c = 0; c < 2; ++c) {
-      const std::vector<const float*> a = tankRings(fast.lines(c));
-      const std::vector<const float*> b = tankRings(plain.lines(c));
+      const std::vector<Ring> a = tankRings(fast.lines(c));
+      const std::vector<Ring> b = tankRings(plain.lines(c));
       for (std::size_t r = 0; r < a.size(); ++r)
-        for (int i = 0; i < kTankRingSize; ++i)
-          ASSERT_TRUE(sameFloat(a[r][i], b[r][i])) << where << " channel " << c << " ring " << r << " entry " << i;
+        for (int i = 0; i < a[r].size; ++i)
+          ASSERT_TRUE(sameFloat(a[r].data[i], b[r].data[i])) << where << " channel " << c << " ring " << r << " entry " << i;
     }
   }
 }
 
-TEST_P(VectorisedTank, NonPositiveFrameCountsTouchNothing) {
+// Every form of the network, for the cases that need no second tank to compare with.
+class AnyTank : public VectorisedTank {};
+
+TEST_P(AnyTank, NonPositiveFrameCountsTouchNothing) {
   auto memory = clearedMemory();
   SpringTank tank(*memory);
   ASSERT_TRUE(tank.useIsa(GetParam()));
@@ -182,7 +187,7 @@ TEST_P(VectorisedTank, NonPositiveFrameCountsTouchNothing) {
   const TankState before = tank.state();
   std::vector<std::vector<float>> rings;
   for (int c = 0; c < 2; ++c)
-    for (const float* r : tankRings(tank.lines(c))) rings.emplace_back(r, r + kTankRingSize);
+    for (const Ring& r : tankRings(tank.lines(c))) rings.emplace_back(r.begin(), r.end());
 
   std::fill(out.left.begin(), out.left.end(), 3.0f);
   std::fill(out.right.begin(), out.right.end(), 3.0f);
@@ -193,16 +198,19 @@ TEST_P(VectorisedTank, NonPositiveFrameCountsTouchNothing) {
   for (float v : out.right) EXPECT_EQ(v, 3.0f);
   std::size_t k = 0;
   for (int c = 0; c < 2; ++c)
-    for (const float* r : tankRings(tank.lines(c))) EXPECT_TRUE(std::equal(r, r + kTankRingSize, rings[k++].begin()));
+    for (const Ring& r : tankRings(tank.lines(c))) EXPECT_TRUE(std::equal(r.begin(), r.end(), rings[k++].begin()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Isa, VectorisedTank, ::testing::Values(Isa::Sse2, Isa::Avx2), isaName);
+INSTANTIATE_TEST_SUITE_P(Isa, AnyTank, ::testing::Values(Isa::Plain, Isa::Sse2, Isa::Avx2), isaName);
 
 TEST(TankDispatch, PicksTheWidestAvailableAndRefusesTheUnavailable) {
   auto memory = clearedMemory();
   SpringTank tank(*memory);
   EXPECT_EQ(tank.isa(), SpringTank::best());
   EXPECT_EQ(SpringTank::best() == Isa::Avx2, SpringTank::available(Isa::Avx2));
+  EXPECT_TRUE(tank.useIsa(Isa::Plain));
+  EXPECT_EQ(tank.isa(), Isa::Plain);
   EXPECT_TRUE(tank.useIsa(Isa::Sse2));
   EXPECT_EQ(tank.isa(), Isa::Sse2);
   EXPECT_EQ(tank.useIsa(Isa::Avx2), SpringTank::available(Isa::Avx2));
@@ -321,7 +329,7 @@ TEST(TankNetwork, LoopGainFollowsTheLevelWithinItsRange) {
 TEST(TankNetwork, EnvelopeRisesWithinAMillisecondAndFallsWithinATenthOfASecond) {
   Tank t;
   // A constant 1.0 coming out of the left forward delay of spring line 1.
-  std::fill_n(const_cast<float*>(t.tank.lines(0).forwardDelay[0]), kTankRingSize, 1.0f);
+  std::fill_n(t.tank.lines(0).forwardDelay[0], kDelayRingSize, 1.0f);
   StereoBuffer in(4410), out(4410);
   t.run(in, out, 30, false, 1);
   EXPECT_LT(t.tank.channel(0).levelEnvelope, 0.99f);
@@ -330,7 +338,7 @@ TEST(TankNetwork, EnvelopeRisesWithinAMillisecondAndFallsWithinATenthOfASecond) 
   EXPECT_LT(t.tank.channel(1).levelEnvelope, 1e-6f) << "the right channel has its own envelope";
 
   // Silence everywhere in the channel; the envelope starts from where it is.
-  for (const float* r : tankRings(t.tank.lines(0))) std::fill_n(const_cast<float*>(r), kTankRingSize, 0.0f);
+  for (const Ring& r : tankRings(t.tank.lines(0))) std::fill(r.begin(), r.end(), 0.0f);
   for (SpringLine& l : t.tank.state().channels[0].lines) l.dampState = l.returnValue = 0.0f;
   t.run(in, out, 3000, false);
   EXPECT_GT(t.tank.channel(0).levelEnvelope, 0.02f) << "release is slow";
@@ -393,8 +401,8 @@ TEST(TankNetwork, LongSilenceAfterALoudBurstLeavesNoSubnormals) {
     }
   }
   for (int c = 0; c < 2; ++c) {
-    for (const float* r : tankRings(t.tank.lines(c)))
-      for (int i = 0; i < kTankRingSize; ++i) ASSERT_FALSE(isSubnormal(r[i])) << c << " " << i;
+    for (const Ring& r : tankRings(t.tank.lines(c)))
+      for (int i = 0; i < r.size; ++i) ASSERT_FALSE(isSubnormal(r.data[i])) << c << " " << i;
     const TankChannel& ch = t.tank.channel(c);
     EXPECT_FALSE(isSubnormal(ch.levelEnvelope) || isSubnormal(ch.toneState));
     for (const SpringLine& l : ch.lines) EXPECT_FALSE(isSubnormal(l.dampState));

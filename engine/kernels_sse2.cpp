@@ -1,7 +1,10 @@
-// The tank with two lanes of double precision: SSE2, present on every x86-64.
+// The engine's kernels with two lanes of double precision: SSE2, present on
+// every x86-64.
 #include <emmintrin.h>
 
-#define KORRO_TANK_ISA sse2
+#define KORRO_KERNEL_ISA sse2
+#include "half_rate_kernel_impl.h"
+#include "kernel_entries.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -27,13 +30,21 @@ struct Sse2 {
   static D div(D a, D b) { return _mm_div_pd(a, b); }
   static D sqrt(D a) { return _mm_sqrt_pd(a); }
   static D abs(D a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
+  static D loaddu(const double* p) { return _mm_loadu_pd(p); }
+  static void split(const float* p, D& even, D& odd) {
+    const __m128 v = _mm_loadu_ps(p);
+    even = _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(2, 0, 2, 0)));
+    odd = _mm_cvtps_pd(_mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 1, 3, 1)));
+  }
+  static D maxKeep(D p, D x) { return _mm_max_pd(x, p); }
+  static void interleave(double* p, D a, D b) {
+    _mm_storeu_pd(p, _mm_unpacklo_pd(a, b));
+    _mm_storeu_pd(p + 2, _mm_unpackhi_pd(a, b));
+  }
 };
 
 }  // namespace
 
-void processSse2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
-                 int frames, bool feedInput) {
-  sse2::processWith<Sse2>(state, lines, in, out, frames, feedInput);
-}
-
 }  // namespace korro::tank_kernels
+
+KORRO_KERNEL_ENTRIES(Sse2, Sse2)

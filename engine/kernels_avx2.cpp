@@ -1,9 +1,11 @@
-// The tank with four lanes of double precision. This file alone is compiled
+// The engine's kernels with four lanes of double precision. This file alone is compiled
 // for AVX2 (without FMA); it is only called after a processor check, and it
 // includes no library code whose inline functions other files could share.
 #include <immintrin.h>
 
-#define KORRO_TANK_ISA avx2
+#define KORRO_KERNEL_ISA avx2
+#include "half_rate_kernel_impl.h"
+#include "kernel_entries.h"
 #include "tank_kernel_impl.h"
 
 namespace korro::tank_kernels {
@@ -30,13 +32,22 @@ struct Avx2 {
   static D div(D a, D b) { return _mm256_div_pd(a, b); }
   static D sqrt(D a) { return _mm256_sqrt_pd(a); }
   static D abs(D a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
+  static D loaddu(const double* p) { return _mm256_loadu_pd(p); }
+  static void split(const float* p, D& even, D& odd) {
+    const __m256 v = _mm256_permutevar8x32_ps(_mm256_loadu_ps(p), _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
+    even = _mm256_cvtps_pd(_mm256_castps256_ps128(v));
+    odd = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
+  }
+  static D maxKeep(D p, D x) { return _mm256_max_pd(x, p); }
+  static void interleave(double* p, D a, D b) {
+    const D lo = _mm256_unpacklo_pd(a, b), hi = _mm256_unpackhi_pd(a, b);
+    _mm256_storeu_pd(p, _mm256_permute2f128_pd(lo, hi, 0x20));
+    _mm256_storeu_pd(p + 4, _mm256_permute2f128_pd(lo, hi, 0x31));
+  }
 };
 
 }  // namespace
 
-void processAvx2(TankState& state, const TankLines lines[2], const float* const in[2], float* const out[2],
-                 int frames, bool feedInput) {
-  avx2::processWith<Avx2>(state, lines, in, out, frames, feedInput);
-}
-
 }  // namespace korro::tank_kernels
+
+KORRO_KERNEL_ENTRIES(Avx2, Avx2)
