@@ -63,13 +63,6 @@ struct Effect : ::testing::Test {
   }
 };
 
-TEST_F(Effect, TankGetsHalfTheHostFramesRoundedDownAtHalfRate) {
-  start(96000.0f, 1024);
-  StereoBuffer in(1024), out(1024);
-  for (int n : {513, 512, 15, 1}) play(in, out, n, n);
-  EXPECT_EQ(fx->tankFrames, (std::vector<int>{256, 256, 7, 0}));
-}
-
 TEST_F(Effect, EveryBlockReachesTheTankEvenWithoutFrames) {
   start(44100.0f, 512);
   StereoBuffer in(600), out(600);

@@ -22,7 +22,6 @@ inline std::uint32_t bitsOf(float v) {
 // Same bits, or both NaN (NaN payloads may differ with operand order).
 inline bool sameFloat(float a, float b) { return bitsOf(a) == bitsOf(b) || (std::isnan(a) && std::isnan(b)); }
 
-inline bool isSubnormal(float v) { return std::fpclassify(v) == FP_SUBNORMAL; }
 
 // Delay memory as a new effect has it: every line zero.
 inline std::unique_ptr<DelayMemory> clearedMemory() {

@@ -72,31 +72,6 @@ TEST(FilterSection, NoneReturnsTheInputBitForBitWhileOthersSeeTheOffset) {
   EXPECT_EQ(dc.processSample(0.0), 1e-14);
 }
 
-TEST(FilterSection, EverySetterRestartsFromSilence) {
-  struct Setter {
-    const char* name;
-    void (*apply)(FilterSection&);
-  } setters[] = {
-      {"frequency", [](FilterSection& s) { s.setFrequency(1000.0); }},
-      {"q", [](FilterSection& s) { s.setQ(0.7); }},
-      {"gain", [](FilterSection& s) { s.setGain(3.0); }},
-      {"type", [](FilterSection& s) { s.setType(Peak); }},
-      {"rate", [](FilterSection& s) { s.setSampleRate(44100.0); }},
-  };
-  std::mt19937 rng(2);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  for (const Setter& setter : setters) {
-    FilterSection used(44100.0, Peak, 1000.0, 0.7, 3.0);
-    for (int i = 0; i < 64; ++i) used.processSample(u(rng));  // even: the offset's sign is back where it started
-    setter.apply(used);
-    FilterSection fresh(44100.0, Peak, 1000.0, 0.7, 3.0);
-    for (int i = 0; i < 50; ++i) {
-      const double x = i == 0 ? 1.0 : 0.0;
-      ASSERT_EQ(bitsOf(used.processSample(x)), bitsOf(fresh.processSample(x))) << setter.name << " sample " << i;
-    }
-  }
-}
-
 TEST(FilterSection, AllPassKeepsTheMagnitudeAndBandPassIsUnityAtItsFrequency) {
   for (double rate : {44100.0, 48000.0, 96000.0}) {
     for (double f : {100.0, 1000.0, 5200.0, 15000.0}) {
@@ -123,26 +98,6 @@ TEST(FilterSection, DcBlockHasUnitInputGainSoNyquistGainIsTwoOverOnePlusPole) {
     double y = 0.0;
     for (int i = 0; i < 20000; ++i) y = dc.processSample(i % 2 ? -1.0 : 1.0);
     EXPECT_NEAR(std::fabs(y), 2.0 / (1.0 + p), 1e-9) << f;
-  }
-}
-
-TEST(FilterSection, ZeroFrequencyFreezesTheOnePoleLowPass) {
-  FilterSection lp(44100.0, OnePoleLowPass, 0.0, 0.7, 0.0);
-  EXPECT_EQ(lp.a0, 1.0);
-  EXPECT_EQ(lp.a1, 1.0);
-  std::mt19937 rng(5);
-  std::uniform_real_distribution<double> u(-10.0, 10.0);
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(lp.processSample(u(rng)), 0.0) << i;
-
-  FilterSection nonzero(44100.0, OnePoleLowPass, 1000.0, 0.7, 0.0);
-  double y = 0.0;
-  for (int i = 0; i < 45; ++i) y = nonzero.processSample(1.0);  // 1 ms: 99.5 % of the step
-  EXPECT_NEAR(y, 1.0, 0.006);
-
-  FilterSection dc(44100.0, DcBlock, 0.0, 0.7, 0.0);
-  for (int i = 0; i < 1000; ++i) {
-    const double x = u(rng);
-    ASSERT_NEAR(dc.processSample(x), x, 1e-12) << i;
   }
 }
 

@@ -142,21 +142,5 @@ TEST(InputStage, FadesRiseOverFiveThousandFramesAfterSuspend) {
   EXPECT_EQ(st.fadeGainFast, 1.0f) << "and stays there";
 }
 
-TEST(InputStage, ArmedCountdownLowersTheFadesAndRunsOut) {
-  InputStage st;
-  st.resetForSuspend();
-  st.fadeGainFast = st.fadeGainSlow = 1.0f;
-  st.flushCountdown = 10;
-  Buffers b(10);
-  b.run(st, 0, 5, false);
-  EXPECT_EQ(st.flushCountdown, 5);
-  EXPECT_NEAR(st.fadeGainFast, 1.0 - 5 * 0.001, 1e-6);
-  EXPECT_NEAR(st.fadeGainSlow, 1.0 - 5 * 0.0002, 1e-6);
-  st.fadeGainFast = st.fadeGainSlow = 0.0f;
-  b.run(st, 0, 3, false);
-  EXPECT_EQ(st.fadeGainFast, 0.0f) << "a fade at zero stays at zero";
-  EXPECT_EQ(st.flushCountdown, 2);
-}
-
 }  // namespace
 }  // namespace korro::test

@@ -88,24 +88,6 @@ TEST(OutputStage, MixAndGainRules) {
   for (int i = 0; i < n; ++i) EXPECT_EQ(b.outL[i], before[i] + before[i]) << "adding adds";
 }
 
-TEST(OutputStage, MonoOutputFoldsBothChannelsAndLeavesTheRightAlone) {
-  for (Store store : {Store::Replacing, Store::Adding}) {
-    Buffers b(50);
-    for (int i = 0; i < 50; ++i) b.dryL[i] = 0.5f, b.dryR[i] = -0.25f, b.coreL[i] = 0.125f * (i % 3), b.coreR[i] = 0.0f;
-    std::fill(b.outL.begin(), b.outL.end(), 1.0f);
-    std::fill(b.outR.begin(), b.outR.end(), 9.0f);
-    OutputStage st;
-    b.run(st, 50, false, false, 0.5, 1.0, store);
-    for (int i = 0; i < 50; ++i) {
-      const float oL = static_cast<float>((0.125 * (i % 3) - 0.5) * 0.5 + 0.5);
-      const float oR = static_cast<float>((0.0 + 0.25) * 0.5 - 0.25);
-      const float m = static_cast<float>((static_cast<double>(oL) + oR) * 0.5);
-      EXPECT_EQ(b.outL[i], store == Store::Adding ? 1.0f + m : m) << i;
-      EXPECT_EQ(b.outR[i], 9.0f) << i;
-    }
-  }
-}
-
 TEST(OutputStage, PeaksOnlyGrow) {
   Buffers b(4);
   b.dryL = {0.25f, -0.75f, 0.5f, 0.0f};

@@ -123,17 +123,6 @@ Audio testSignal(int rate, double seconds, bool stereo, unsigned seed) {
   return a;
 }
 
-Audio impulse(int rate, double seconds, bool left, bool right) {
-  Audio a;
-  a.rate = rate;
-  const std::size_t n = static_cast<std::size_t>(seconds * rate);
-  a.left.assign(n, 0.0f);
-  a.right.assign(n, 0.0f);
-  if (left) a.left[0] = 1.0f;
-  if (right) a.right[0] = 1.0f;
-  return a;
-}
-
 Audio hostRender(const Audio& in, const HostSettings& s) {
   const bool mono = in.right.empty();
   host::Host host;

@@ -37,8 +37,6 @@ Audio readAudio(const std::string& path);
 // Bursts of noise and single spikes between silences, different per channel;
 // deterministic.
 Audio testSignal(int rate, double seconds, bool stereo = true, unsigned seed = 11);
-// A unit impulse at frame 0 in the chosen channels, then silence.
-Audio impulse(int rate, double seconds, bool left, bool right);
 
 struct HostSettings {
   int program = 0;
