@@ -6,7 +6,6 @@
 #include <lv2/ui/ui.h>
 
 #include <cmath>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -92,17 +91,7 @@ TEST_F(Lv2Ui, OpensAsTheHostWindowsChildAndNeedsOne) {
 }
 
 TEST_F(Lv2Ui, DraggingAKnobWritesItsPortInsideATouch) {
-  pointer_.moveTo(67, 70);  // Decay, at 50 %
-  pointer_.button(true);
-  std::thread hand([] {
-    Pointer p;
-    pause(150);
-    p.moveTo(67, 20);  // 50 pixels up: a quarter of the range
-    pause(150);
-    p.button(false);
-  });
-  idle(1);  // the press arrives here, and the knob tracks the pointer until the release
-  hand.join();
+  pointer_.drag(67, 70, 67, 20, [&] { idle(1); });  // Decay at 50 %, 50 pixels up: a quarter of the range
   idle(2);
   ASSERT_FALSE(host_.writes.empty());
   EXPECT_EQ(host_.writes.back(), std::make_pair(std::uint32_t{kDecayPort}, 75.0f));

@@ -130,6 +130,23 @@ struct Pointer {
     button(true);
     button(false);
   }
+  // Pressed at (x, y), then moved to (toX, toY) and released by another hand
+  // while `idle` runs: the press arrives there, and a knob tracks the pointer
+  // inside that one idle call until the release.
+  template <class Idle>
+  void drag(int x, int y, int toX, int toY, Idle idle) {
+    moveTo(x, y);
+    button(true);
+    std::thread hand([=] {
+      Pointer p;
+      pause(150);
+      p.moveTo(toX, toY);
+      pause(150);
+      p.button(false);
+    });
+    idle();
+    hand.join();
+  }
   Display* display;
 };
 
