@@ -54,6 +54,16 @@ int textMismatches(const platform::Window* window, const CRect& area, const char
   return wrong;
 }
 
+CRect fieldRect(std::int32_t index) {
+  switch (index) {
+    case kDecay: return CRect(40, 97, 96, 111);
+    case kDamp: return CRect(205, 97, 261, 111);
+    case kOutput: return CRect(155, 167, 199, 181);
+    case kMix: return CRect(101, 167, 145, 181);
+    default: return CRect();
+  }
+}
+
 void EditorTest::SetUp() {
   hl::resetInput();
   hostCalls().clear();

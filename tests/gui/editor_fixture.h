@@ -40,6 +40,8 @@ const software::Surface& picture(int resourceId);
 int mismatches(const platform::Window* window, const CRect& area, int resourceId, int srcX, int srcY);
 // Pixels of `area` that differ from the skin with `text` drawn over it as the editor draws its texts.
 int textMismatches(const platform::Window* window, const CRect& area, const char* text, platform::Rgb colour);
+// The value field under the knob of parameter `index`.
+CRect fieldRect(std::int32_t index);
 
 class EditorTest : public ::testing::Test {
  protected:
@@ -55,6 +57,10 @@ class EditorTest : public ::testing::Test {
   void close() { dispatch(effEditClose); }
   ReverbEditor* editor() { return static_cast<ReverbEditor*>(fx->getEditor()); }
   platform::Window* window() { return hl::currentWindow(); }
+  // Whether the value field of parameter `index` shows exactly `text` over the skin.
+  bool fieldShows(std::int32_t index, const char* text) {
+    return textMismatches(window(), fieldRect(index), text, {75, 75, 80}) == 0;
+  }
 
   // A press at (x, y) with `buttons`, then the scripted steps, delivered by one host idle.
   void press(int x, int y, int buttons, std::initializer_list<hl::Step> steps = {});
