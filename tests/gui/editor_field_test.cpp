@@ -26,48 +26,17 @@ class ValueField : public EditorTest {
   }
 };
 
-TEST_F(ValueField, ClickOpensAnEditBoxOverTheFieldWithAllTextSelected) {
+TEST_F(ValueField, ClickOpensAnEditBoxOverTheFieldAndReturnOnUnchangedTextSendsNothing) {
   press(fieldRect(kDecay).left, fieldRect(kDecay).top, kLeftButton);  // the corner belongs to the field
   platform::EditBox* box = hl::focusedEditBox();
   ASSERT_NE(box, nullptr);
   EXPECT_EQ(hl::editBoxText(box), "50%");
   EXPECT_TRUE(hl::editBoxAllSelected(box));
   const platform::Box area = hl::editBoxArea(box);
-  EXPECT_EQ(area.x, 40);
-  EXPECT_EQ(area.y, 97);
-  EXPECT_EQ(area.w, 57);
-  EXPECT_EQ(area.h, 15);
+  EXPECT_EQ((std::vector<int>{area.x, area.y, area.w, area.h}), (std::vector<int>{40, 97, 57, 15}));
   // While editing the box shows the field's back colour.
   EXPECT_EQ(hl::pixel(window(), 41, 98), (platform::Rgb{237, 235, 213}));
-  hl::pressReturn(box);
-}
-
-TEST_F(ValueField, TypedNumbersAreClampedSentAndShownCanonically) {
-  const struct {
-    std::int32_t index;
-    const char* typed;
-    float value;
-    const char* shown;
-  } cases[] = {
-      {kDecay, "150", 1.0f, "100%"}, {kMix, "-5", 0.0f, "0%"}, {kDamp, "33,5%", 0.335f, "34%"},
-      {kDamp, "abc", 0.0f, "0%"},
-      {kOutput, "-101", 0.0f, "-oo dB"}, {kOutput, "-100", 0.0015502f, "-oo dB"},
-      {kOutput, "-oo", 0.5f, "0.00dB"},  // a minus and no digits: −0, not below −100
-      {kOutput, "40", 1.0f, "12.00dB"}, {kOutput, "-12", 0.25f, "-12.00dB"},
-  };
-  for (const auto& c : cases) {
-    hostCalls().clear();
-    enter(c.index, c.typed);
-    EXPECT_NEAR(fx->getParameter(c.index), c.value, 1e-7f) << c.typed;
-    EXPECT_EQ(automated(c.index), std::vector<float>{fx->getParameter(c.index)}) << c.typed;
-    EXPECT_TRUE(fieldShows(c.index, c.shown)) << c.typed;
-  }
-}
-
-TEST_F(ValueField, ReturnOnUnchangedTextSendsNothing) {
-  clickField(kDecay);
-  platform::EditBox* box = hl::focusedEditBox();
-  ASSERT_NE(box, nullptr);
+  // Return on the unchanged text closes the box and sends nothing.
   hl::pressReturn(box);
   EXPECT_EQ(hl::focusedEditBox(), nullptr);
   // Retyping the same text is no change either.

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -67,9 +68,11 @@ class EditorTest : public ::testing::Test {
   // A left-button drag from (x, y) through the points, released at the last one.
   void drag(int x, int y, int buttons, const std::vector<std::pair<int, int>>& path);
 
-  std::vector<HostCall> callsOf(std::int32_t opcode) const;
   std::vector<float> automated(std::int32_t index) const;
-  int count(std::int32_t opcode) const { return static_cast<int>(callsOf(opcode).size()); }
+  int count(std::int32_t opcode) const {
+    return static_cast<int>(std::count_if(hostCalls().begin(), hostCalls().end(),
+                                          [&](const HostCall& c) { return c.opcode == opcode; }));
+  }
 
   ReverbEffect* fx = nullptr;
   AEffect* effect = nullptr;
