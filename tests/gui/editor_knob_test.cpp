@@ -118,9 +118,7 @@ TEST_F(KnobDrag, OvershootClampsWithoutMovingTheStartingPoint) {
   EXPECT_NEAR(sent.back(), 0.95f, 1e-6f);
   EXPECT_NEAR(fx->getParameter(kDecay), 0.95f, 1e-6f);
   // Resting at the end sends nothing more.
-  int ones = 0;
-  for (float v : sent) ones += v == 1.0f;
-  EXPECT_EQ(ones, 1);
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), 1.0f), 1);
 }
 
 TEST_F(KnobDrag, CtrlClickAloneRestoresTheDefaultWithoutTracking) {

@@ -60,7 +60,7 @@ TEST_F(EditorView, HostSeesAFixedRectangleAndNothingIsPaintedBeforeTheFirstPaint
   EXPECT_EQ(dispatch(effEditKeyUp, 'a', 0), -1);
 }
 
-TEST_F(EditorView, HostAutomationMovesThePictureAndTheTextAtIdle) {
+TEST_F(EditorView, ParameterChangesMoveThePictureAndTheTextAtIdleOrAtTheNextOpen) {
   open();
   hostCalls().clear();
   const struct {
@@ -81,10 +81,7 @@ TEST_F(EditorView, HostAutomationMovesThePictureAndTheTextAtIdle) {
   EXPECT_TRUE(fieldShows(kOutput, "12.00dB"));
   // The editor's refresh tells the host nothing.
   EXPECT_EQ(count(audioMasterAutomate), 0);
-}
-
-TEST_F(EditorView, ChangesWhileClosedShowAtTheNextOpen) {
-  open();
+  // Changes while closed show at the next open.
   close();
   fx->setParameter(kMix, 0.3f);
   fx->setParameter(kOutput, 0.0f);
