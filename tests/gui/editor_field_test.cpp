@@ -48,6 +48,28 @@ TEST_F(ValueField, ClickOpensAnEditBoxOverTheFieldAndReturnOnUnchangedTextSendsN
   EXPECT_TRUE(fieldShows(kDecay, "50%"));
 }
 
+TEST_F(ValueField, TypedNumbersAreClampedSentAndShownCanonically) {
+  const struct {
+    std::int32_t index;
+    const char* typed;
+    float value;
+    const char* shown;
+  } cases[] = {
+      {kDecay, "150", 1.0f, "100%"}, {kMix, "-5", 0.0f, "0%"}, {kDamp, "33,5%", 0.335f, "34%"},
+      {kDamp, "abc", 0.0f, "0%"},
+      {kOutput, "-101", 0.0f, "-oo dB"}, {kOutput, "-100", 0.0015502f, "-oo dB"},
+      {kOutput, "-oo", 0.5f, "0.00dB"},  // a minus and no digits: −0, not below −100
+      {kOutput, "40", 1.0f, "12.00dB"}, {kOutput, "-12", 0.25f, "-12.00dB"},
+  };
+  for (const auto& c : cases) {
+    hostCalls().clear();
+    enter(c.index, c.typed);
+    EXPECT_NEAR(fx->getParameter(c.index), c.value, 1e-7f) << c.typed;
+    EXPECT_EQ(automated(c.index), std::vector<float>{fx->getParameter(c.index)}) << c.typed;
+    EXPECT_TRUE(fieldShows(c.index, c.shown)) << c.typed;
+  }
+}
+
 TEST_F(ValueField, FocusLossAndClicksElsewhereCommit) {
   clickField(kDecay);
   hl::type(hl::focusedEditBox(), "30");
