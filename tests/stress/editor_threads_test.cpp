@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <stop_token>
 #include <thread>
 
 #include "editor/reverb_editor.h"
@@ -48,40 +49,34 @@ std::intptr_t KORRO_CDECL threadSafeHost(AEffect*, std::int32_t opcode, std::int
   }
 }
 
-// The audio and the automation thread, running until destroyed.
+// The audio and the automation thread, running until stopped or destroyed.
 class HostThreads {
  public:
   explicit HostThreads(AEffect* effect) : effect_(effect) {
     effect_->dispatcher(effect_, effSetSampleRate, 0, 0, nullptr, 44100.0f);
     effect_->dispatcher(effect_, effSetBlockSize, 0, kBlock, nullptr, 0.0f);
     effect_->dispatcher(effect_, effMainsChanged, 0, 1, nullptr, 0.0f);
-    audio_ = std::thread([this] { processBlocks(); });
-    automation_ = std::thread([this] { automate(); });
+    audio_ = std::jthread([this](std::stop_token running) { processBlocks(running); });
+    automation_ = std::jthread([this](std::stop_token running) { automate(running); });
   }
-  ~HostThreads() { stop(); }
-
-  void stop() {
-    running_ = false;
-    if (audio_.joinable()) audio_.join();
-    if (automation_.joinable()) automation_.join();
-  }
+  void stop() { audio_ = {}; automation_ = {}; }  // assigning an empty jthread stops and joins the old one
   long blocks() const { return blocks_; }
   long writes() const { return writes_; }
   bool outputFinite() const { return finite_; }
 
  private:
-  void processBlocks() {
+  void processBlocks(const std::stop_token& running) {
     StereoBuffer in(kBlock), out(kBlock);
     for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = 0.8f * std::sin(0.05f * static_cast<float>(i));
-    while (running_) {
+    while (!running.stop_requested()) {
       effect_->processReplacing(effect_, in.channels(), out.channels(), kBlock);
       for (int i = 0; i < kBlock; ++i) finite_ = finite_ && std::isfinite(out.left[i]) && std::isfinite(out.right[i]);
       ++blocks_;
     }
   }
-  void automate() {
+  void automate(const std::stop_token& running) {
     std::uint32_t seed = 12345;
-    while (running_) {
+    while (!running.stop_requested()) {
       seed = seed * 1664525u + 1013904223u;
       const auto index = static_cast<std::int32_t>(writes_ % kNumParams);
       effect_->setParameter(effect_, index, static_cast<float>(seed >> 8) / 16777216.0f);
@@ -90,12 +85,11 @@ class HostThreads {
   }
 
   AEffect* effect_;
-  std::atomic<bool> running_{true};
   long blocks_ = 0;
   long writes_ = 0;
   bool finite_ = true;
-  std::thread audio_;
-  std::thread automation_;
+  std::jthread audio_;
+  std::jthread automation_;
 };
 
 // Opens, idles and closes until the run time is over; `whileOpen` runs between idles.
