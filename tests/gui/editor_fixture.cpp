@@ -1,7 +1,6 @@
 #include "editor_fixture.h"
 
 #include <map>
-#include <memory>
 
 #include "gui/platform/software/text.h"
 
@@ -19,14 +18,13 @@ std::intptr_t KORRO_CDECL recordingHost(AEffect*, std::int32_t opcode, std::int3
 }
 
 const software::Surface& picture(int resourceId) {
-  static std::map<int, std::unique_ptr<platform::Bitmap, void (*)(platform::Bitmap*)>> loaded;
-  auto it = loaded.find(resourceId);
-  if (it == loaded.end())
-    it = loaded.emplace(resourceId, std::unique_ptr<platform::Bitmap, void (*)(platform::Bitmap*)>(
-                                        platform::loadBitmap(resourceId), &platform::freeBitmap))
-             .first;
-  static const software::Surface none;
-  return it->second ? it->second->surface : none;
+  static std::map<int, software::Surface> loaded;
+  auto [it, added] = loaded.try_emplace(resourceId);
+  if (platform::Bitmap* bitmap = added ? platform::loadBitmap(resourceId) : nullptr) {
+    it->second = bitmap->surface;
+    platform::freeBitmap(bitmap);
+  }
+  return it->second;
 }
 
 int mismatches(const platform::Window* window, const CRect& area, int resourceId, int srcX, int srcY) {
@@ -52,6 +50,16 @@ int textMismatches(const platform::Window* window, const CRect& area, const char
     for (int x = area.left; x < area.right; ++x)
       if (!(hl::pixel(window, x, y) == expected.at(x, y))) ++wrong;
   return wrong;
+}
+
+CRect fieldRect(std::int32_t index) {
+  switch (index) {
+    case kDecay: return CRect(40, 97, 96, 111);
+    case kDamp: return CRect(205, 97, 261, 111);
+    case kOutput: return CRect(155, 167, 199, 181);
+    case kMix: return CRect(101, 167, 145, 181);
+    default: return CRect();
+  }
 }
 
 void EditorTest::SetUp() {
@@ -92,13 +100,6 @@ void EditorTest::drag(int x, int y, int buttons, const std::vector<std::pair<int
   hl::script(steps);
   hl::postButtonDown(window(), x, y, buttons);
   idle();
-}
-
-std::vector<HostCall> EditorTest::callsOf(std::int32_t opcode) const {
-  std::vector<HostCall> out;
-  for (const HostCall& c : hostCalls())
-    if (c.opcode == opcode) out.push_back(c);
-  return out;
 }
 
 std::vector<float> EditorTest::automated(std::int32_t index) const {

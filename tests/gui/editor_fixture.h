@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,8 @@ const software::Surface& picture(int resourceId);
 int mismatches(const platform::Window* window, const CRect& area, int resourceId, int srcX, int srcY);
 // Pixels of `area` that differ from the skin with `text` drawn over it as the editor draws its texts.
 int textMismatches(const platform::Window* window, const CRect& area, const char* text, platform::Rgb colour);
+// The value field under the knob of parameter `index`.
+CRect fieldRect(std::int32_t index);
 
 class EditorTest : public ::testing::Test {
  protected:
@@ -55,15 +58,21 @@ class EditorTest : public ::testing::Test {
   void close() { dispatch(effEditClose); }
   ReverbEditor* editor() { return static_cast<ReverbEditor*>(fx->getEditor()); }
   platform::Window* window() { return hl::currentWindow(); }
+  // Whether the value field of parameter `index` shows exactly `text` over the skin.
+  bool fieldShows(std::int32_t index, const char* text) {
+    return textMismatches(window(), fieldRect(index), text, {75, 75, 80}) == 0;
+  }
 
   // A press at (x, y) with `buttons`, then the scripted steps, delivered by one host idle.
   void press(int x, int y, int buttons, std::initializer_list<hl::Step> steps = {});
   // A left-button drag from (x, y) through the points, released at the last one.
   void drag(int x, int y, int buttons, const std::vector<std::pair<int, int>>& path);
 
-  std::vector<HostCall> callsOf(std::int32_t opcode) const;
   std::vector<float> automated(std::int32_t index) const;
-  int count(std::int32_t opcode) const { return static_cast<int>(callsOf(opcode).size()); }
+  int count(std::int32_t opcode) const {
+    return static_cast<int>(std::count_if(hostCalls().begin(), hostCalls().end(),
+                                          [&](const HostCall& c) { return c.opcode == opcode; }));
+  }
 
   ReverbEffect* fx = nullptr;
   AEffect* effect = nullptr;

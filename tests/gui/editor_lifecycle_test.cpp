@@ -1,5 +1,5 @@
-// The host opening and closing the editor again and again, idling it while
-// closed, and destroying the effect with its editor open.
+// The host opening and closing the editor again and again, in odd orders,
+// idling it while closed, and destroying the effect with its editor open.
 #include "editor_fixture.h"
 #include "gui/frame.h"
 
@@ -8,7 +8,8 @@ namespace {
 
 using EditorLifecycle = EditorTest;
 
-TEST_F(EditorLifecycle, HundredOpensAndClosesLeaveNothingBehind) {
+TEST_F(EditorLifecycle, HundredOpensAndClosesAndOddHostOrdersLeaveNothingBehind) {
+  close();  // never opened
   for (int i = 0; i < 100; ++i) {
     ERect* rect = nullptr;
     ASSERT_EQ(dispatch(effEditGetRect, 0, 0, &rect), 1);
@@ -23,46 +24,29 @@ TEST_F(EditorLifecycle, HundredOpensAndClosesLeaveNothingBehind) {
     idle();  // idles go on while closed
     fx->setParameter(kDecay, 0.5f);
   }
-}
-
-TEST_F(EditorLifecycle, CloseWithoutOpenAndDoubleCloseAreHarmless) {
-  close();
-  close();
+  close();  // closed already
   idle();
-  open();
-  close();
-  close();
-  EXPECT_EQ(hl::liveWindows(), 0);
-}
-
-TEST_F(EditorLifecycle, OpenWithoutParentMakesNoWindowButAnswersEverything) {
+  // No parent: no window, yet every call is answered.
   EXPECT_EQ(dispatch(effEditOpen, 0, 0, nullptr), 1);
   EXPECT_EQ(hl::liveWindows(), 0);
-  idle();
   fx->setParameter(kDecay, 0.7f);
   idle();
   close();
-}
-
-TEST_F(EditorLifecycle, SecondOpenWithoutCloseStartsAfresh) {
+  // A second open without a close starts afresh.
   open();
   ASSERT_EQ(dispatch(effEditOpen, 0, 0, &parentWindow), 1);
   EXPECT_EQ(hl::liveWindows(), 1);
   idle();
-}
-
-TEST(EditorOwnership, EffectClosedWithItsEditorOpen) {
-  hl::resetInput();
-  auto* fx = new ReverbEffect(&recordingHost);
-  AEffect* e = fx->getAeffect();
-  int parent = 0;
-  ASSERT_EQ(e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f), 1);
-  e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
-  e->dispatcher(e, effClose, 0, 0, nullptr, 0.0f);
+  // Closed in the middle of a field's edit, then once more.
+  press(60, 104, kLeftButton);
+  hl::type(hl::focusedEditBox(), "80");
+  close();
+  close();
+  EXPECT_EQ(hl::focusedEditBox(), nullptr);
   EXPECT_EQ(hl::liveWindows(), 0);
 }
 
-TEST(EditorOwnership, TwoEffectsEachWithItsOwnWindow) {
+TEST(EditorOwnership, EachEffectHasItsOwnWindowAndClosingTheEffectTakesItDown) {
   hl::resetInput();
   auto* a = new ReverbEffect(&recordingHost);
   auto* b = new ReverbEffect(&recordingHost);
@@ -70,7 +54,8 @@ TEST(EditorOwnership, TwoEffectsEachWithItsOwnWindow) {
   a->getAeffect()->dispatcher(a->getAeffect(), effEditOpen, 0, 0, &pa, 0.0f);
   b->getAeffect()->dispatcher(b->getAeffect(), effEditOpen, 0, 0, &pb, 0.0f);
   EXPECT_EQ(hl::liveWindows(), 2);
-  a->getAeffect()->dispatcher(a->getAeffect(), effClose, 0, 0, nullptr, 0.0f);
+  a->getAeffect()->dispatcher(a->getAeffect(), effEditIdle, 0, 0, nullptr, 0.0f);
+  a->getAeffect()->dispatcher(a->getAeffect(), effClose, 0, 0, nullptr, 0.0f);  // its editor still open
   EXPECT_EQ(hl::liveWindows(), 1);
   EXPECT_EQ(hl::parentOf(hl::currentWindow()), &pb);
   b->getAeffect()->dispatcher(b->getAeffect(), effClose, 0, 0, nullptr, 0.0f);

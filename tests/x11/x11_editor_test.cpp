@@ -39,17 +39,6 @@ class X11Editor : public ModuleTest {
     }
   }
 
-  // 25 typed into the Decay field, not yet committed; the host's window had the keyboard before.
-  void typeIntoDecay() {
-    XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);
-    XSync(host_.display, False);
-    pointer_.click(67, 104);
-    idle(1);
-    pointer_.key(XK_2);
-    pointer_.key(XK_5);
-    idle(1);
-  }
-
   HostWindow host_;
   Pointer pointer_;
 };
@@ -75,11 +64,31 @@ int differsFromSoftwareRendering(const HostWindow& host, const char* png) {
   return differing;
 }
 
-TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDraws) {
+// Also when the host's window is 32 bits deep (or at least not of the default visual).
+TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDrawsOnAParentOfAnyVisual) {
   EXPECT_EQ(differsFromSoftwareRendering(host_, "x11-editor.png"), 0) << "see x11-editor.png";
+  fx().dispatch(effEditClose);
+  XVisualInfo visual{};
+  const int screen = DefaultScreen(host_.display);
+  if (!XMatchVisualInfo(host_.display, screen, 32, TrueColor, &visual)) {
+    XVisualInfo want{};
+    want.screen = screen;
+    int count = 0;
+    XVisualInfo* all = XGetVisualInfo(host_.display, VisualScreenMask, &want, &count);
+    for (int i = 0; i < count; ++i)
+      if (all[i].visual != DefaultVisual(host_.display, screen)) visual = all[i];
+    if (all) XFree(all);
+  }
+  ASSERT_NE(visual.visual, nullptr) << "the X server offers a single visual";
+  HostWindow deep(&visual);
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, deep.handle()), 1);
+  idle(5);
+  ASSERT_NE(deep.child(), 0u) << "the editor made no window on the host's";
+  EXPECT_EQ(differsFromSoftwareRendering(deep, "x11-editor-deep-parent.png"), 0) << "see x11-editor-deep-parent.png";
+  fx().dispatch(effEditClose);
 }
 
-TEST_F(X11Editor, AClickOverBeforeTheNextIdleStillActs) {
+TEST_F(X11Editor, ClicksOverBeforeTheNextIdleStillActAndDragsFollowThePointer) {
   host.clear();
   pointer_.click(67, 149);  // the switch
   idle(1);
@@ -93,18 +102,9 @@ TEST_F(X11Editor, AClickOverBeforeTheNextIdleStillActs) {
   pointer_.hold(XK_Control_L, false);
   idle(1);
   EXPECT_EQ(fx().getParameter(1), 0.5f);
-}
 
-TEST_F(X11Editor, KeysOverTheEditorBelongToTheHost) {
-  pointer_.moveTo(150, 30);  // over the editor, away from every field
-  pointer_.key(XK_space);
-  idle(1);
-  EXPECT_TRUE(host_.receivedKey()) << "the host's shortcut never arrived";
-}
-
-TEST_F(X11Editor, DraggingAKnobFollowsThePointerAndBracketsTheGesture) {
   host.clear();
-  pointer_.moveTo(67, 70);  // Decay, 0.5
+  pointer_.moveTo(67, 70);
   pointer_.button(true);
   std::thread hand([] {
     Pointer p;
@@ -122,8 +122,19 @@ TEST_F(X11Editor, DraggingAKnobFollowsThePointerAndBracketsTheGesture) {
   EXPECT_GE(host.count(audioMasterIdle), 1) << "the host is kept idle during the drag";
 }
 
-TEST_F(X11Editor, ReturnCommitsAFieldAndGivesTheKeyboardBack) {
-  typeIntoDecay();
+TEST_F(X11Editor, KeysBelongToTheHostExceptWhileAFieldIsEdited) {
+  pointer_.moveTo(150, 30);  // over the editor, away from every field
+  pointer_.key(XK_space);
+  idle(1);
+  EXPECT_TRUE(host_.receivedKey()) << "the host's shortcut never arrived";
+
+  XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);
+  XSync(host_.display, False);
+  pointer_.click(67, 104);  // the Decay field
+  idle(1);
+  pointer_.key(XK_2);
+  pointer_.key(XK_5);
+  idle(1);
   EXPECT_EQ(fx().getParameter(1), 0.5f) << "nothing is committed before Return";
   EXPECT_FALSE(host_.receivedKey()) << "keys typed into a field are the editor's";
   pointer_.key(XK_Return);
@@ -132,19 +143,15 @@ TEST_F(X11Editor, ReturnCommitsAFieldAndGivesTheKeyboardBack) {
   EXPECT_EQ(host_.focus(), host_.window);
   pointer_.key(XK_space);
   EXPECT_TRUE(host_.receivedKey());
-}
 
-TEST_F(X11Editor, ASecondEditCommitsWhenTheKeyboardGoesElsewhere) {
-  typeIntoDecay();
-  pointer_.key(XK_Return);
-  idle(1);
+  // A second edit commits when the host takes the keyboard.
   pointer_.click(178, 174);  // the Output field
   idle(1);
   pointer_.key(XK_minus);
   pointer_.key(XK_1);
   pointer_.key(XK_2);
   idle(1);
-  XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);  // the host takes the keyboard
+  XSetInputFocus(host_.display, host_.window, RevertToParent, CurrentTime);
   XSync(host_.display, False);
   idle(1);
   EXPECT_EQ(fx().getParameter(3), 0.25f) << "-12 dB is a quarter of full scale";
@@ -171,6 +178,7 @@ TEST_F(X11Editor, TheHostsOwnErrorsStillReachItsHandler) {
   EXPECT_EQ(XSetErrorHandler(before), &countHostError);
 }
 
+// Under Xlib's default handler, which ends the process on any error the editor leaves unhandled.
 TEST_F(X11Editor, HostDestroyingItsWindowFirstIsSurvived) {
   XDestroyWindow(host_.display, host_.window);
   XSync(host_.display, False);
@@ -181,35 +189,6 @@ TEST_F(X11Editor, HostDestroyingItsWindowFirstIsSurvived) {
   fx().dispatch(effEditClose);
   EXPECT_EQ(fx().dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(std::uintptr_t{0x7fffff})), 1);
   idle(2);
-}
-
-// The host's window is 32 bits deep (or at least not of the default visual).
-TEST_F(ModuleTest, X11EditorOpensAndDrawsOnAParentOfAnotherVisual) {
-  Display* probe = XOpenDisplay(nullptr);
-  ASSERT_NE(probe, nullptr);
-  XVisualInfo visual{};
-  const int screen = DefaultScreen(probe);
-  if (!XMatchVisualInfo(probe, screen, 32, TrueColor, &visual)) {
-    XVisualInfo want{};
-    want.screen = screen;
-    int count = 0;
-    XVisualInfo* all = XGetVisualInfo(probe, VisualScreenMask, &want, &count);
-    for (int i = 0; i < count; ++i)
-      if (all[i].visual != DefaultVisual(probe, screen)) visual = all[i];
-    if (all) XFree(all);
-  }
-  XCloseDisplay(probe);
-  ASSERT_NE(visual.visual, nullptr) << "the X server offers a single visual";
-
-  HostWindow host(&visual);
-  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host.handle()), 1);
-  for (int i = 0; i < 5; ++i) {
-    fx().dispatch(effEditIdle);
-    pause(10);
-  }
-  ASSERT_NE(host.child(), 0u) << "the editor made no window on the host's";
-  EXPECT_EQ(differsFromSoftwareRendering(host, "x11-editor-deep-parent.png"), 0) << "see x11-editor-deep-parent.png";
-  fx().dispatch(effEditClose);
 }
 
 }  // namespace
