@@ -60,7 +60,6 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
   double getEngineRate() const { return engine.engineRate(); }
   std::int32_t getDecimation() const { return engine.decimates() ? 1 : 0; }
   std::int32_t getScratchFrames() const { return engine.scratchFrames(); }
-  float getOutputGain() const { return outputGain.load(std::memory_order_relaxed); }
   const korro::SpringTank& getTank() const { return engine.tank(); }
   korro::SpringTank& getTank() { return engine.tank(); }
   const korro::DelayMemory& getDelayMemory() const { return engine.delayMemory(); }

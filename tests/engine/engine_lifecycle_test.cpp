@@ -17,7 +17,7 @@ std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t,
   return opcode == audioMasterVersion ? 2400 : 0;
 }
 
-// The effect with its stage calls recorded.
+// The effect with its flushes counted.
 class Spy : public ReverbEffect {
  public:
   Spy() : ReverbEffect(&quietHost) {}
@@ -25,12 +25,7 @@ class Spy : public ReverbEffect {
     ++flushes;
     ReverbEffect::flushDelayMemory();
   }
-  void processTank(float** in, float** out, std::int32_t frames) override {
-    tankFrames.push_back(frames);
-    ReverbEffect::processTank(in, out, frames);
-  }
   int flushes = 0;
-  std::vector<int> tankFrames;
 };
 
 struct Effect : ::testing::Test {
@@ -62,19 +57,6 @@ struct Effect : ::testing::Test {
     return p;
   }
 };
-
-TEST_F(Effect, EveryBlockReachesTheTankEvenWithoutFrames) {
-  start(44100.0f, 512);
-  StereoBuffer in(600), out(600);
-  float* i[2] = {in.left.data(), in.right.data()};
-  float* o[2] = {out.left.data(), out.right.data()};
-  for (int n : {0, 1, 300, 512}) fx->processReplacing(i, o, n);
-  EXPECT_EQ(fx->tankFrames, (std::vector<int>{0, 1, 300, 512}));
-  fx->tankFrames.clear();
-  start(96000.0f, 512);
-  for (int n : {0, 1, 3, 512}) fx->processReplacing(i, o, n);
-  EXPECT_EQ(fx->tankFrames, (std::vector<int>{0, 0, 1, 256}));
-}
 
 TEST_F(Effect, OnlyABlockOfMoreThanAMillionFramesFlushes) {
   start(44100.0f, 4096);

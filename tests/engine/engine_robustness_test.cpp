@@ -88,14 +88,6 @@ TEST(EngineRobustness, HostRatesOutsideTheRangeRunAsAt44100) {
     EXPECT_EQ(std::memcmp(out.left.data(), reference.left.data(), 6000 * sizeof(float)), 0) << rate;
     EXPECT_EQ(std::memcmp(out.right.data(), reference.right.data(), 6000 * sizeof(float)), 0) << rate;
   }
-  for (float rate : {20000.0f, 22050.0f, 50000.0f, 50001.0f, 88200.0f, 176400.0f, 200000.0f}) {
-    const StereoBuffer out = render(host, in, rate, 300);
-    for (int i = 0; i < 6000; ++i) ASSERT_TRUE(std::isfinite(out.left[i]) && std::isfinite(out.right[i])) << rate;
-  }
-  // 50 kHz runs at full rate, just above it at half rate: the wet signal arrives later.
-  const StereoBuffer full = render(host, in, 50000.0f, 300);
-  const StereoBuffer half = render(host, in, 50001.0f, 300);
-  EXPECT_NE(std::memcmp(full.left.data(), half.left.data(), 6000 * sizeof(float)), 0);
 }
 
 TEST(EngineRobustness, LongSilenceAfterALoudBurstStaysFreeOfSubnormalsAndNonFiniteValues) {

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
-#include <random>
 
 #include "engine/filter_section.h"
 #include "shell/reverb_effect.h"

@@ -1,7 +1,6 @@
 // The output stage: the 1:2 interpolator, mix and gain, mono fold-down and peaks.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 #include <vector>
 

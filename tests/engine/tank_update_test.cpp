@@ -1,7 +1,6 @@
 // The per-block update: gains, coefficients and the thirty read positions.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <vector>
 
 #include "engine_test_support.h"

@@ -91,12 +91,6 @@ TEST_F(Programs, CopyTakesTheWholeCurrentRecord) {
   EXPECT_EQ(fx().getParameter(2), 0.2f);
 }
 
-TEST_F(Programs, MixSurvivesAProgramChange) {
-  fx().setParameter(4, 0.3f);
-  fx().dispatch(effSetProgram, 0, 6);
-  EXPECT_EQ(fx().getParameter(4), 0.3f);
-}
-
 TEST_F(Programs, AProgramChangeRestartsTheReverb) {
   fx().start(44100.0f, 256);
   fx().setParameter(4, 1.0f);  // wet only

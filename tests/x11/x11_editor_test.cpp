@@ -6,7 +6,6 @@
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb/stb_image_write.h>
 
-#include <thread>
 #include <vector>
 
 #include "gui/platform/headless/headless.h"
@@ -104,17 +103,7 @@ TEST_F(X11Editor, ClicksOverBeforeTheNextIdleStillActAndDragsFollowThePointer) {
   EXPECT_EQ(fx().getParameter(1), 0.5f);
 
   host.clear();
-  pointer_.moveTo(67, 70);
-  pointer_.button(true);
-  std::thread hand([] {
-    Pointer p;
-    pause(150);
-    p.moveTo(67, 20);  // 50 pixels up: a quarter of the range
-    pause(150);
-    p.button(false);
-  });
-  idle(1);  // the press arrives here, and the knob tracks the pointer until the release
-  hand.join();
+  pointer_.drag(67, 70, 67, 20, [&] { idle(1); });  // 50 pixels up: a quarter of the range
   idle(2);
   EXPECT_EQ(fx().getParameter(1), 0.75f);
   EXPECT_EQ(host.count(audioMasterBeginEdit), 1);
