@@ -26,8 +26,7 @@ void tank(benchmark::State& state) {
   const int frames = half ? hostBlock / 2 : hostBlock;
 
   auto memory = std::make_unique<korro::DelayMemory>();
-  memory->clearHeads();
-  memory->clearPartial();
+  memory->clearAll();
   SpringTank t(*memory);
   if (network == kAvx2 && !t.useIsa(SpringTank::Isa::Avx2)) {
     state.SkipWithError("no AVX2 on this processor");

@@ -17,7 +17,7 @@ std::atomic<unsigned> instancesMade{0};
 
 }  // namespace
 
-DelayMemory::DelayMemory() : block_(std::make_unique<float[]>(kBlockFloats)), floats_(kBlockFloats) {
+DelayMemory::DelayMemory() : block_(std::make_unique<float[]>(kBlockFloats)) {
   // An odd step visits all 64 line offsets before repeating.
   const unsigned offsetLines = (instancesMade.fetch_add(1, std::memory_order_relaxed) * 23u) % 64u;
   float* next = block_.get() + offsetLines * kLineFloats;
@@ -50,12 +50,12 @@ void DelayMemory::clearPartial() {
   }
 }
 
-void DelayMemory::clearHeads() { std::fill_n(block_.get(), floats_, 0.0f); }
+void DelayMemory::clearAll() { std::fill_n(block_.get(), kBlockFloats, 0.0f); }
 
 ScratchBuffers::ScratchBuffers(int frames) { resize(frames); }
 
-bool ScratchBuffers::resize(int frames) {
-  if (frames == frames_) return false;
+void ScratchBuffers::resize(int frames) {
+  if (frames == frames_) return;
   frames_ = frames;
   // Zeroed: at half rate the output stage can take one engine frame that the
   // tank has not written yet, and fresh memory must not reach the output.
@@ -68,7 +68,6 @@ bool ScratchBuffers::resize(int frames) {
     coreOutput[c] = storage_[2 + c].get();
     dryInput[c] = storage_[4 + c].get();
   }
-  return true;
 }
 
 }  // namespace korro

@@ -24,13 +24,10 @@ class DelayMemory {
   // contents keep circulating.
   void clearPartial();
   // Resume: every ring.
-  void clearHeads();
-
-  std::size_t bytes() const { return floats_ * sizeof(float); }
+  void clearAll();
 
  private:
   std::unique_ptr<float[]> block_;
-  std::size_t floats_ = 0;
   TankLines channels_[2];
 };
 
@@ -40,8 +37,7 @@ class ScratchBuffers {
   explicit ScratchBuffers(int frames);
 
   // Reallocates all six buffers when the capacity changes; they start zeroed.
-  // Answers whether it reallocated.
-  bool resize(int frames);
+  void resize(int frames);
   int frames() const { return frames_; }
 
   float* coreInput[2] = {};

@@ -38,7 +38,7 @@ float ReverbEngine::resume(float hostRate, std::int32_t blockSize) {
   decimation_ = engineRate_ > 50000.0 ? 1 : 0;
   if (decimation_) engineRate_ *= 0.5;
 
-  memory_.clearHeads();
+  memory_.clearAll();
   tank_.resetForResume();
   for (auto& section : dispersionBank_) section->setSampleRate(engineRate_);
   return hostRate;

@@ -130,7 +130,7 @@ TEST(DelayMemory, PartialClearKeepsExactlyThreeTankLinesPerChannel) {
     }
   }
   fillAll();
-  memory.clearHeads();
+  memory.clearAll();
   for (int c = 0; c < 2; ++c)
     for (const Ring& r : tankRings(memory.channel(c))) EXPECT_TRUE(all(r, 0.0f)) << c;
 }

@@ -26,8 +26,7 @@ inline bool sameFloat(float a, float b) { return bitsOf(a) == bitsOf(b) || (std:
 // Delay memory as a new effect has it: every line zero.
 inline std::unique_ptr<DelayMemory> clearedMemory() {
   auto memory = std::make_unique<DelayMemory>();
-  memory->clearHeads();
-  memory->clearPartial();
+  memory->clearAll();
   return memory;
 }
 

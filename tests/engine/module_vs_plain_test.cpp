@@ -42,8 +42,7 @@ class PlainEngine {
         core_(capacity),
         coreOut_(capacity),
         dry_(capacity) {
-    memory_->clearHeads();
-    memory_->clearPartial();
+    memory_->clearAll();
     tank_.useIsa(Isa::Plain);
     input_.useIsa(Isa::Plain);
     output_.useIsa(Isa::Plain);
