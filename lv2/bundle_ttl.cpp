@@ -147,7 +147,7 @@ void audioPort(std::ostringstream& o, Port index, bool input, const char* symbol
 }
 
 void controlPort(std::ostringstream& o, const ControlPort& c, float start) {
-  if (c.law == Law::Toggle)
+  if (c.law == Law::Switch)
     o << "\n\t# Not the host's lv2:enabled: off does not pass the input through, it stops\n"
          "\t# feeding the springs, so the tail dies away and only the dry part of the mix\n"
          "\t# remains (Mix and Output still apply). A host's own bypass is the bypass.\n\t";
@@ -155,7 +155,7 @@ void controlPort(std::ostringstream& o, const ControlPort& c, float start) {
     << "\" ;\n\t\tlv2:name \"" << c.name << "\" ;\n\t\tlv2:default " << portValue(c, start) << " ;\n\t\tlv2:minimum "
     << decimal(c.minimum) << " ;\n\t\tlv2:maximum " << decimal(c.maximum);
   switch (c.law) {
-    case Law::Toggle:
+    case Law::Switch:
       o << " ;\n\t\tlv2:portProperty lv2:toggled ;\n\t\trdfs:comment \"On (the default): the springs are fed. "
            "Off: they are no longer fed and the reverb dies away.\"";
       break;

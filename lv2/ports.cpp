@@ -10,7 +10,7 @@ float parameterFromPort(const ControlPort& port, float value) {
   if (std::isnan(value)) return value;
   const double v = std::fmin(std::fmax(value, port.minimum), port.maximum);
   switch (port.law) {
-    case Law::Toggle:
+    case Law::Switch:
       return v > 0.0 ? 1.0f : 0.0f;
     case Law::Percent:
       return static_cast<float>(v / 100.0);
@@ -23,7 +23,7 @@ float parameterFromPort(const ControlPort& port, float value) {
 double portFromParameter(const ControlPort& port, float parameter) {
   const double p = parameter;
   switch (port.law) {
-    case Law::Toggle:
+    case Law::Switch:
       return p >= 0.5 ? 1.0 : 0.0;
     case Law::Percent:
       return p * 100.0;

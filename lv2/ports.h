@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "shell/parameter_table.h"
+
 namespace korro::lv2 {
 
 inline constexpr const char* kPluginUri = "https://korro-tarrow.example.org/lv2/tarrow";
@@ -27,7 +29,7 @@ enum Port : std::uint32_t {
   kPortCount
 };
 
-enum class Law { Toggle, Percent, Decibels };
+using Law = korro::DisplayLaw;
 
 struct ControlPort {
   Port port;
@@ -35,18 +37,18 @@ struct ControlPort {
   const char* symbol;
   const char* name;
   Law law;
-  float minimum;
-  float maximum;
+  float minimum;  // in the law's units: percent for Decay, Damp and Mix, the
+  float maximum;  // editor's decibels for Output (below −100 dB is silence)
 };
 
-// The editor's units: percent for Decay, Damp and Mix, its decibel law for
-// Output (−120 to −100 dB mean silence, as a typed value does in the editor).
+constexpr ControlPort controlPort(Port port, std::int32_t parameter) {
+  const korro::ParameterSpec& p = korro::kParameters[parameter];
+  return {port, parameter, p.symbol, p.name, p.law, p.displayMinimum, p.displayMaximum};
+}
+
 inline constexpr ControlPort kControlPorts[] = {
-    {kBypassPort, 0, "bypass", "Bypass", Law::Toggle, 0.0f, 1.0f},
-    {kDecayPort, 1, "decay", "Decay", Law::Percent, 0.0f, 100.0f},
-    {kDampPort, 2, "damp", "Damp", Law::Percent, 0.0f, 100.0f},
-    {kOutputPort, 3, "output", "Output", Law::Decibels, -120.0f, 12.0f},
-    {kMixPort, 4, "mix", "Mix", Law::Percent, 0.0f, 100.0f},
+    controlPort(kBypassPort, 0), controlPort(kDecayPort, 1), controlPort(kDampPort, 2),
+    controlPort(kOutputPort, 3), controlPort(kMixPort, 4),
 };
 
 // The parameter value for a port value, held to the port's range first

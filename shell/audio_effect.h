@@ -2,6 +2,7 @@
 // host's calls to virtual operations and wraps the requests made of the host.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "edit_controller.h"
@@ -31,8 +32,8 @@ class AudioEffect : public EditController {
   virtual void process(float** /*inputs*/, float** /*outputs*/, std::int32_t /*frames*/) {}
   virtual void processReplacing(float** /*inputs*/, float** /*outputs*/, std::int32_t /*frames*/) {}
 
-  virtual std::int32_t getProgram() { return curProgram; }
-  virtual void setProgram(std::int32_t program) { curProgram = program; }
+  virtual std::int32_t getProgram() { return curProgram.load(std::memory_order_relaxed); }
+  virtual void setProgram(std::int32_t program) { curProgram.store(program, std::memory_order_relaxed); }
   virtual void setProgramName(char* /*name*/) {}
   virtual void getProgramName(char* name) {
     if (name) *name = 0;
@@ -87,7 +88,8 @@ class AudioEffect : public EditController {
   HostCallback audioMaster = nullptr;
   std::int32_t numPrograms = 0;
   std::int32_t numParams = 0;
-  std::int32_t curProgram = 0;
+  // Blocks read it while a host's UI thread selects programs.
+  std::atomic<std::int32_t> curProgram{0};
   std::int32_t blockSize = 1024;
   AEffect cEffect{};
 };

@@ -6,3 +6,4 @@ class AEffEditor;
 class EditController;
 
 AEffEditor* createReverbEditor(EditController& controller);
+using EditorFactory = AEffEditor* (*)(EditController& controller);

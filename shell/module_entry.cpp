@@ -11,7 +11,7 @@ AEffect* createEffect(HostCallback audioMaster) {
   // A host that answers 0 here is too old for this interface.
   if (audioMaster(nullptr, audioMasterVersion, 0, 0, nullptr, 0.0f) == 0) return nullptr;
   try {
-    return (new ReverbEffect(audioMaster))->getAeffect();
+    return (new ReverbEffect(audioMaster, &createReverbEditor))->getAeffect();
   } catch (...) {
     // Out of memory while building the effect: an exception thrown across the
     // C entry point would take the host down with it, whereas every host

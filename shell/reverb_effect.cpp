@@ -4,32 +4,26 @@
 #include <cstring>
 
 #include "aeff_editor.h"
-#include "editor_factory.h"
+#include "parameter_table.h"
 
 using korro::kProgramCount;
 
 namespace {
 
-struct ParameterTexts {
-  const char* name;
-  const char* label;
-};
-constexpr ParameterTexts kParameterTexts[kNumParams] = {
-    {" Bypass ", "  "},
-    {" Decay ", "    %    "},
-    {" Damp ", "    %    "},
-    {" Output ", "   dB   "},
-    {" Mix ", "    %    "},
-};
+constexpr auto kRelaxed = std::memory_order_relaxed;
 
-bool isParameter(std::int32_t index) { return static_cast<std::uint32_t>(index) < kNumParams; }
+bool isParameter(std::int32_t index) { return korro::findParameter(index) != nullptr; }
 
 // The percent displays: the product is rounded to float before formatting.
 float percent(float value) { return static_cast<float>(static_cast<double>(value) * 100.0); }
 
+// Bypass's flag when it is set: the clamped value rounded, so always 0 or 1.
+std::int32_t roundedFlag(float clamped) { return clamped >= 0.5f ? 1 : 0; }
+
 }  // namespace
 
-ReverbEffect::ReverbEffect(HostCallback audioMaster) : AudioEffectX(audioMaster, kProgramCount, kNumParams) {
+ReverbEffect::ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor)
+    : AudioEffectX(audioMaster, kProgramCount, kNumParams) {
   cEffect.numInputs = 2;
   cEffect.numOutputs = 2;
   setFlag(effFlagsCanMono, true);
@@ -47,7 +41,7 @@ ReverbEffect::ReverbEffect(HostCallback audioMaster) : AudioEffectX(audioMaster,
     std::snprintf(r.name, sizeof r.name, "%s", f.name);
   }
 
-  setEditor(createReverbEditor(*this));
+  if (makeEditor) setEditor(makeEditor(*this));
 
   setProgram(0);
   suspend();  // leaves every delay line empty and the engine at 44,100 Hz
@@ -61,34 +55,41 @@ ReverbEffect::~ReverbEffect() {
 
 // ---------------------------------------------------------------- parameters
 
+// The stored value is what the host sent; the engine gets a clamped copy, so
+// no value reaches the tank or the output as NaN, infinity or a runaway gain.
 void ReverbEffect::setParameter(std::int32_t index, float value) {
-  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
     case kBypass: {
       for (int p = 0; p < kProgramCount; ++p) programTable[p].bypass = value;
-      const long double rounded = static_cast<long double>(value) + 0.5L;
-      const bool fits = rounded > -2147483648.0L && rounded < 2147483648.0L;
-      bypassed.store(fits ? static_cast<std::int32_t>(rounded) : 0, r);
+      const float clamped = korro::clampForEngine(value, engineBypass.load(kRelaxed));
+      engineBypass.store(clamped, kRelaxed);
+      bypassed.store(roundedFlag(clamped), kRelaxed);
       break;
     }
     case kDecay:
       current().decay = value;
-      decay.store(value, r);
+      decay.store(value, kRelaxed);
+      engineDecay.store(korro::clampForEngine(value, engineDecay.load(kRelaxed)), kRelaxed);
       break;
     case kDamp:
       current().damp = value;
-      damp.store(value, r);
+      damp.store(value, kRelaxed);
+      engineDamp.store(korro::clampForEngine(value, engineDamp.load(kRelaxed)), kRelaxed);
       break;
-    case kOutput:
+    case kOutput: {
       current().output = value;
-      output.store(value, r);
+      output.store(value, kRelaxed);
       for (int p = 0; p < numPrograms; ++p) programTable[p].output = value;
-      outputGain.store(value * value * 4.0f, r);
+      const float clamped = korro::clampForEngine(value, engineOutput.load(kRelaxed));
+      engineOutput.store(clamped, kRelaxed);
+      outputGain.store(clamped * clamped * 4.0f, kRelaxed);
       break;
+    }
     case kMix:
       current().mix = value;
-      mix.store(value, r);
+      mix.store(value, kRelaxed);
       for (int p = 0; p < numPrograms; ++p) programTable[p].mix = value;
+      engineMix.store(korro::clampForEngine(value, engineMix.load(kRelaxed)), kRelaxed);
       break;
     default:
       break;
@@ -99,48 +100,64 @@ void ReverbEffect::setParameter(std::int32_t index, float value) {
 // Decay answers the effect's copy, always equal to the current program's:
 // reading the record would race with a program change on another thread.
 float ReverbEffect::getParameter(std::int32_t index) {
-  constexpr auto r = std::memory_order_relaxed;
   switch (index) {
     case kBypass:
-      return static_cast<float>(bypassed.load(r));
+      return static_cast<float>(bypassed.load(kRelaxed));
     case kDecay:
-      return decay.load(r);
+      return decay.load(kRelaxed);
     case kDamp:
-      return damp.load(r);
+      return damp.load(kRelaxed);
     case kOutput:
-      return output.load(r);
+      return output.load(kRelaxed);
     case kMix:
-      return mix.load(r);
+      return mix.load(kRelaxed);
+    default:
+      return 0.0f;
+  }
+}
+
+float ReverbEffect::engineValue(std::int32_t index) const {
+  switch (index) {
+    case kBypass:
+      return static_cast<float>(bypassed.load(kRelaxed));
+    case kDecay:
+      return engineDecay.load(kRelaxed);
+    case kDamp:
+      return engineDamp.load(kRelaxed);
+    case kOutput:
+      return engineOutput.load(kRelaxed);
+    case kMix:
+      return engineMix.load(kRelaxed);
     default:
       return 0.0f;
   }
 }
 
 void ReverbEffect::getParameterName(std::int32_t index, char* text) {
-  if (text && isParameter(index)) std::strcpy(text, kParameterTexts[index].name);
+  if (text && isParameter(index)) std::strcpy(text, korro::kParameters[index].hostName);
 }
 
 void ReverbEffect::getParameterLabel(std::int32_t index, char* text) {
-  if (text && isParameter(index)) std::strcpy(text, kParameterTexts[index].label);
+  if (text && isParameter(index)) std::strcpy(text, korro::kParameters[index].hostLabel);
 }
 
 void ReverbEffect::getParameterDisplay(std::int32_t index, char* text) {
   if (!text) return;
   switch (index) {
     case kBypass:
-      std::strcpy(text, bypassed.load(std::memory_order_relaxed) ? " bypassed " : " process ");
+      std::strcpy(text, bypassed.load(kRelaxed) ? " bypassed " : " process ");
       break;
     case kDecay:
       float2string(percent(current().decay), text);
       break;
     case kDamp:
-      float2string(percent(damp.load(std::memory_order_relaxed)), text);
+      float2string(percent(damp.load(kRelaxed)), text);
       break;
     case kOutput:
-      dB2string(output.load(std::memory_order_relaxed), text);
+      dB2string(output.load(kRelaxed), text);
       break;
     case kMix:
-      float2string(percent(mix.load(std::memory_order_relaxed)), text);
+      float2string(percent(mix.load(kRelaxed)), text);
       break;
     default:
       break;
@@ -149,17 +166,28 @@ void ReverbEffect::getParameterDisplay(std::int32_t index, char* text) {
 
 // ------------------------------------------------------------------ programs
 
+// While suspended the engine is rebuilt at once. While resumed, a host's UI
+// thread may select a program as a block runs: everything the host can see
+// happens here, and the engine rebuild waits for the audio thread's next block.
 void ReverbEffect::setProgram(std::int32_t program) {
   if (program < 0 || program >= kProgramCount) return;
-  suspend();
-  curProgram = program;
+  const bool running = resumed.load(kRelaxed);
+  if (!running) suspendEngine();
+  curProgram.store(program, kRelaxed);
   const korro::ProgramRecord r = programTable[program];
   setParameter(kOutput, r.output);
   setParameter(kMix, r.mix);
   setParameter(kDecay, r.decay);
   setParameter(kDamp, r.damp);
   setParameter(kBypass, r.bypass);
-  resume();
+  if (!running) {
+    resumeEngine();
+    return;
+  }
+  // Resume's two host queries, as a host expects them; the last resume's answers stand.
+  getOutputLatency();
+  updateBlockSize();
+  pendingRebuild.store(true, std::memory_order_release);
 }
 
 void ReverbEffect::setProgramName(char* name) {
@@ -169,7 +197,7 @@ void ReverbEffect::setProgramName(char* name) {
 void ReverbEffect::getProgramName(char* name) {
   if (!name) return;
   if (std::strcmp(current().name, "Init") == 0)
-    std::sprintf(name, "%s %d", current().name, curProgram + 1);
+    std::sprintf(name, "%s %d", current().name, curProgram.load(kRelaxed) + 1);
   else
     std::strcpy(name, current().name);
 }
@@ -204,27 +232,54 @@ bool ReverbEffect::getProductString(char* text) {
 // ------------------------------------------------------------------- set-up
 
 void ReverbEffect::suspend() {
+  resumed.store(false, kRelaxed);
+  pendingRebuild.store(false, kRelaxed);  // the suspend below is that rebuild's first half
+  suspendEngine();
+}
+
+void ReverbEffect::resume() {
+  pendingRebuild.store(false, kRelaxed);
+  resumeEngine();
+  resumed.store(true, kRelaxed);
+}
+
+void ReverbEffect::suspendEngine() {
   meter.reset();
   engine.suspend();
 }
 
-void ReverbEffect::resume() {
-  const float hostRate = engine.resume(getSampleRate(), getBlockSize());
+void ReverbEffect::resumeEngine() {
+  resumeRate = getSampleRate();
+  resumeBlockSize = getBlockSize();
+  const float hostRate = engine.resume(resumeRate, resumeBlockSize);
   getOutputLatency();
   // The meter holds a peak for about two seconds' worth of the host's blocks.
   std::intptr_t x = updateBlockSize();
   if (x <= 0 || x > 4096) x = 256;
-  meter.meterHoldBlocks.store(static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x)),
-                             std::memory_order_relaxed);
+  resumeHoldBlocks = static_cast<std::int32_t>(2.0 * static_cast<double>(hostRate) / static_cast<double>(x));
+  meter.meterHoldBlocks.store(resumeHoldBlocks, kRelaxed);
+}
+
+// The same engine state a suspend and resume would leave, with what the last
+// resume used: the scratch buffers keep their size, so nothing is allocated.
+void ReverbEffect::rebuildIfPending() {
+  if (!pendingRebuild.load(std::memory_order_acquire)) return;
+  if (!pendingRebuild.exchange(false, std::memory_order_acquire)) return;
+  meter.reset();
+  engine.suspend();
+  engine.resume(resumeRate, resumeBlockSize);
+  meter.meterHoldBlocks.store(resumeHoldBlocks, kRelaxed);
 }
 
 // -------------------------------------------------------------- block frame
 
 void ReverbEffect::process(float** inputs, float** outputs, std::int32_t frames) {
+  rebuildIfPending();
   korro::runBlock(*this, engine, inputs, outputs, frames, korro::OutputStage::Store::Adding);
 }
 
 void ReverbEffect::processReplacing(float** inputs, float** outputs, std::int32_t frames) {
+  rebuildIfPending();
   korro::runBlock(*this, engine, inputs, outputs, frames, korro::OutputStage::Store::Replacing);
 }
 
@@ -235,21 +290,24 @@ void ReverbEffect::flushDelayMemory() { engine.flushDelayMemory(); }
 void ReverbEffect::processInput(float** inputs, float** coreInput, float** dryInput, std::int32_t frames) {
   // A missing right channel pointer is treated like an unconnected pin.
   const bool stereo = isInputConnected(1) && inputs && inputs[1];
-  bypassed.store(truncateToInt32(current().bypass), std::memory_order_relaxed);
+  // The block's own rule truncates where setParameter rounds; both see the clamped value.
+  const float clamped = korro::clampForEngine(current().bypass, engineBypass.load(kRelaxed));
+  engineBypass.store(clamped, kRelaxed);
+  bypassed.store(truncateToInt32(clamped), kRelaxed);
   if (frames > 0) engine.processInput(inputs[0], stereo ? inputs[1] : inputs[0], coreInput, dryInput, frames);
 }
 
-void ReverbEffect::updateTank() { engine.updateTank(decay.load(std::memory_order_relaxed), damp.load(std::memory_order_relaxed)); }
+void ReverbEffect::updateTank() { engine.updateTank(engineDecay.load(kRelaxed), engineDamp.load(kRelaxed)); }
 
 void ReverbEffect::processTank(float** input, float** output, std::int32_t frames) {
-  engine.processTank(input, output, frames, bypassed.load(std::memory_order_relaxed) != 0);
+  engine.processTank(input, output, frames, bypassed.load(kRelaxed) != 0);
 }
 
 void ReverbEffect::processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                                  korro::OutputStage::Store store) {
   const bool stereo = isOutputConnected(1) && outputs && outputs[1];
   korro::OutputPeaks peaks;
-  engine.processOutput(dryInput, coreOutput, outputs, frames, stereo, mix, outputGain, store, peaks);
+  engine.processOutput(dryInput, coreOutput, outputs, frames, stereo, engineMix, outputGain, store, peaks);
   meter.raise(peaks.left, peaks.right);
 }
 

@@ -8,6 +8,7 @@
 #include "audio_effect_x.h"
 #include "engine/reverb_engine.h"
 #include "engine/level_meter.h"
+#include "editor_factory.h"
 #include "programs.h"
 
 enum ReverbParameter : std::int32_t {
@@ -21,7 +22,8 @@ enum ReverbParameter : std::int32_t {
 
 class ReverbEffect : public AudioEffectX, public korro::BlockStages {
  public:
-  explicit ReverbEffect(HostCallback audioMaster);
+  // Without a factory the effect has no editor (and needs no GUI code).
+  explicit ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor = nullptr);
   ~ReverbEffect() override;
 
   void setParameter(std::int32_t index, float value) override;
@@ -53,6 +55,11 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
 
   korro::LevelMeter* levelMeter() override { return &meter; }
 
+  // The value the engine works on: the stored value held to [0, 1] (Bypass: 0 or 1).
+  float engineValue(std::int32_t index) const;
+  // True while a program change waits for the audio thread to rebuild the engine.
+  bool rebuildPending() const { return pendingRebuild.load(std::memory_order_acquire); }
+
   // Raised after every block, its hold set by set-up, taken and cleared by the editor.
   korro::LevelMeter meter;
 
@@ -70,15 +77,33 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
  private:
   void processOutput(float** dryInput, float** coreOutput, float** outputs, std::int32_t frames,
                      korro::OutputStage::Store store);
-  korro::ProgramRecord& current() { return programTable[curProgram]; }
+  korro::ProgramRecord& current() { return programTable[curProgram.load(std::memory_order_relaxed)]; }
+  // The engine part of suspend and resume, and the host's part of resume.
+  void suspendEngine();
+  void resumeEngine();
+  // At the start of a block: the rebuild a program change left for this thread.
+  void rebuildIfPending();
 
   // Parameter state: written by whichever thread sets a parameter, read by blocks and the editor.
-  std::atomic<std::int32_t> bypassed{0};
+  // The stored values read back exactly as set; the engine copies are clamped.
   std::atomic<float> decay{0.0f};
   std::atomic<float> damp{0.0f};
   std::atomic<float> output{0.0f};
   std::atomic<float> mix{0.0f};
+  std::atomic<std::int32_t> bypassed{0};
+  std::atomic<float> engineBypass{0.0f};
+  std::atomic<float> engineDecay{0.0f};
+  std::atomic<float> engineDamp{0.0f};
+  std::atomic<float> engineOutput{0.0f};
+  std::atomic<float> engineMix{0.0f};
   std::atomic<float> outputGain{0.0f};
+
+  // Mains state as the host set it, and what the last resume set the engine up with.
+  std::atomic<bool> resumed{false};
+  std::atomic<bool> pendingRebuild{false};
+  float resumeRate = 44100.0f;
+  std::int32_t resumeBlockSize = 1024;
+  std::int32_t resumeHoldBlocks = 100;
 
   korro::ReverbEngine engine;
   std::unique_ptr<korro::ProgramRecord[]> programTable;

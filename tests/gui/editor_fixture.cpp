@@ -65,7 +65,7 @@ CRect fieldRect(std::int32_t index) {
 void EditorTest::SetUp() {
   hl::resetInput();
   hostCalls().clear();
-  fx = new ReverbEffect(&recordingHost);
+  fx = new ReverbEffect(&recordingHost, &createReverbEditor);
   effect = fx->getAeffect();
   hostCalls().clear();
 }

@@ -48,8 +48,8 @@ TEST_F(EditorLifecycle, HundredOpensAndClosesAndOddHostOrdersLeaveNothingBehind)
 
 TEST(EditorOwnership, EachEffectHasItsOwnWindowAndClosingTheEffectTakesItDown) {
   hl::resetInput();
-  auto* a = new ReverbEffect(&recordingHost);
-  auto* b = new ReverbEffect(&recordingHost);
+  auto* a = new ReverbEffect(&recordingHost, &createReverbEditor);
+  auto* b = new ReverbEffect(&recordingHost, &createReverbEditor);
   int pa = 0, pb = 0;
   a->getAeffect()->dispatcher(a->getAeffect(), effEditOpen, 0, 0, &pa, 0.0f);
   b->getAeffect()->dispatcher(b->getAeffect(), effEditOpen, 0, 0, &pb, 0.0f);

@@ -157,7 +157,7 @@ TEST(EditorThreads, HeadlessEditorWithGesturesWhileAudioAndAutomationRun) {
   namespace hl = korro::headless;
   hl::resetInput();
   automations = 0;
-  auto* fx = new ReverbEffect(&threadSafeHost);
+  auto* fx = new ReverbEffect(&threadSafeHost, &createReverbEditor);
   AEffect* effect = fx->getAeffect();
   auto* editor = static_cast<ReverbEditor*>(fx->getEditor());
   int parent = 0;

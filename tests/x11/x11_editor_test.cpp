@@ -51,7 +51,7 @@ int differsFromSoftwareRendering(const HostWindow& host, const char* png) {
   const std::vector<std::uint8_t> screen = host.capture(host.child());
   if (screen.size() != static_cast<std::size_t>(kWidth) * kHeight * 3) return kWidth * kHeight * 3;
   stbi_write_png(png, kWidth, kHeight, 3, screen.data(), kWidth * 3);
-  ReverbEffect reference(&quietHost);
+  ReverbEffect reference(&quietHost, &createReverbEditor);
   AEffect* e = reference.getAeffect();
   int parent = 0;
   e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);

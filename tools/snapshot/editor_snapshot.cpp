@@ -33,7 +33,7 @@ int main(int argc, char** argv) {
     else if (!std::strcmp(argv[i], "--edit")) edit = true;
   }
 
-  auto* fx = new ReverbEffect(&quietHost);
+  auto* fx = new ReverbEffect(&quietHost, &createReverbEditor);
   AEffect* e = fx->getAeffect();
   fx->setProgram(2);  // "Typical Spring"
   int parent = 0;
