@@ -1,5 +1,7 @@
 // The output level as the editor shows it: peaks the audio thread raises after
-// every block, and the two-second hold the editor's idle keeps. Everything is
+// every block, and the hold the editor's idle keeps, counted in blocks
+// (meterHoldBlocks: about two seconds of the host's blocks once resumed, 100
+// until then; the LV2 UI counts milliseconds of its own instead). Everything is
 // a relaxed atomic, so any thread may raise, take or reset it; a peak that
 // arrives between a take's read and its clear is lost, as intended.
 #pragma once

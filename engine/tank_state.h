@@ -53,7 +53,8 @@ struct TankChannel {
   SpringLine lines[kSpringLines];
 };
 
-// Derived once per block from Decay, Damp and the engine rate.
+// Set at every block's update from Decay, Damp and the engine rate; the costly
+// powers are kept from the last block unless Decay or the rate changed.
 struct TankCoefficients {
   float allpassGain = 0.78f;
   float decayGain = 0.0f;

@@ -15,6 +15,7 @@
 #include "engine/output_stage.h"
 #include "engine/spring_tank.h"
 #include "engine/engine_memory.h"
+#include "shell/programs.h"
 #include "support/module_fixture.h"
 
 namespace korro::test {
@@ -51,6 +52,19 @@ class PlainEngine {
     output_.resetForResume();
   }
 
+  // Suspend then resume: every state reset, the scratch buffers kept as they are
+  // (at half rate one stale engine frame can reach the output).
+  void restart() {
+    memory_->clearPartial();
+    tank_.resetForSuspend();
+    input_.resetForSuspend();
+    output_.resetForSuspend();
+    input_.resetForResume();
+    output_.resetForResume();
+    memory_->clearAll();
+    tank_.resetForResume();
+  }
+
   void block(const Settings& p, float* const in[2], float* const out[2], int n, bool adding, bool stereoIn,
              bool stereoOut) {
     const bool feed = static_cast<int>(p.bypass) != 0;
@@ -77,6 +91,9 @@ struct Run {
   float rate;
   int announced;
   bool stereoIn = true, stereoOut = true;
+  // Programs selected between blocks while resumed: one, two at once, and one
+  // left pending by a suspend. Each restarts the reverb as suspend and resume do.
+  bool programChanges = false;
 };
 
 // Feeds one stream through both and reports the first differing sample.
@@ -99,8 +116,22 @@ void expectSameStream(const Run& run) {
   host.outputConnected = run.stereoOut;
   Plugin module(builtModule(), host);
   module.start(run.rate, run.announced);
-  PlainEngine plain(run.rate, run.announced);
+  auto plain = std::make_unique<PlainEngine>(run.rate, run.announced);  // restarted in place
   Settings settings;
+  // Decay and Damp belong to each program; the other three to all of them.
+  float decayOf[kProgramCount], dampOf[kProgramCount];
+  for (int k = 0; k < kProgramCount; ++k) {
+    decayOf[k] = kFactoryPrograms[k].decay;
+    dampOf[k] = kFactoryPrograms[k].damp;
+  }
+  int program = 0;
+  const auto select = [&](int k) {
+    module.dispatch(effSetProgram, 0, k);
+    program = k;
+    settings.decay = decayOf[k];
+    settings.damp = dampOf[k];
+    plain->restart();
+  };
 
   // Prefilled outputs, so the adding form shows what it adds and a mono
   // output shows that the right channel stays untouched.
@@ -116,6 +147,16 @@ void expectSameStream(const Run& run) {
       const float value = changes[(b / 9) % 8][1];
       module.setParameter(index, value);
       settings.set(index, value);
+      if (index == 1) decayOf[program] = value;
+      if (index == 2) dampOf[program] = value;
+    }
+    if (run.programChanges && b % 11 == 6) {
+      select((b / 11 + 3) % kProgramCount);
+      if (b % 22 == 6) select((b / 11 + 5) % kProgramCount);
+      if (b % 33 == 6) {
+        module.dispatch(effMainsChanged, 0, 0);
+        module.dispatch(effMainsChanged, 0, 1);
+      }
     }
     const bool adding = b % 3 == 1;
     float* i[2] = {in.left.data() + pos, in.right.data() + pos};
@@ -125,7 +166,7 @@ void expectSameStream(const Run& run) {
       module.process(i, m, n);
     else
       module.processReplacing(i, m, n);
-    plain.block(settings, i, p, n, adding, run.stereoIn, run.stereoOut);
+    plain->block(settings, i, p, n, adding, run.stereoIn, run.stereoOut);
     pos += n;
   }
 
@@ -139,6 +180,10 @@ void expectSameStream(const Run& run) {
 TEST(ModuleVsPlainEngine, SameSamplesForAnyBlockLengthAtEveryRate) {
   for (float rate : {44100.0f, 88200.0f, 96000.0f, 192000.0f})
     for (int announced : {512, 257}) expectSameStream({rate, announced});
+}
+
+TEST(ModuleVsPlainEngine, ProgramsSelectedWhileResumedRestartTheReverbAtTheNextBlock) {
+  for (float rate : {44100.0f, 96000.0f}) expectSameStream({rate, 512, true, true, true});
 }
 
 TEST(ModuleVsPlainEngine, SameSamplesWithAMonoInputOrOutput) {

@@ -12,10 +12,18 @@ done
 export LV2_PATH=$(dirname "$bundle")
 fail() { echo "$*" >&2; exit 1; }
 
-# The DSP binary exports only its descriptor and needs no X server.
-exports=$(nm -D --defined-only "$bundle/korro-tarrow.so" | awk '{print $3}')
+# The DSP binary exports only its descriptor and carries no editor: it needs
+# no X server, no font library, and holds none of the toolkit's code.
+dsp="$bundle/korro-tarrow.so"
+exports=$(nm -D --defined-only "$dsp" | awk '{print $3}')
 [ "$exports" = "lv2_descriptor" ] || fail "exported: $exports"
-if readelf -d "$bundle/korro-tarrow.so" | grep -q 'NEEDED.*libX11'; then fail "korro-tarrow.so needs libX11"; fi
+needed=$(ldd "$dsp")
+if grep -E -i 'libX11|freetype|fontconfig' <<<"$needed"; then fail "korro-tarrow.so needs: $needed"; fi
+toolkit=$(nm -C "$dsp" | grep -E -c ' (CFrame|CView|CControl|CBitmap|ReverbEditor|AEffGUIEditor|FT_|Fc[A-Z]|X[A-Z][a-z]+)' || true)
+[ "$toolkit" = 0 ] || fail "korro-tarrow.so holds editor or toolkit symbols: $(nm -C "$dsp" | grep -E ' (CFrame|CView|ReverbEditor|FT_|Fc[A-Z])' | head -5)"
+# The UI binary is where the editor lives.
+ui=$(nm -C "$bundle/korro-tarrow-ui.so")
+grep -q " ReverbEditor::" <<<"$ui" || fail "korro-tarrow-ui.so has no editor"
 
 validation=$(lv2_validate "$bundle"/*.ttl 2>&1) || fail "$validation"
 grep -q "^Found 0 errors" <<<"$validation" || fail "$validation"

@@ -2,6 +2,13 @@
 // values belong to one program or to all.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <vector>
+
 #include "support/module_fixture.h"
 
 namespace korro::test {
@@ -121,6 +128,59 @@ TEST_F(Parameters, SettingAParameterDoesNotTalkToTheHost) {
   host.clear();
   for (int i = -1; i < 7; ++i) fx().setParameter(i, 0.3f);
   EXPECT_TRUE(host.requests().empty());
+}
+
+// Renders a burst through program 2 with `value` written to one parameter
+// after two blocks (none for `set` false), and answers every sample.
+std::vector<float> renderWith(int index, float value, bool set) {
+  host::Host quiet;
+  Plugin fx(builtModule(), quiet);
+  fx.dispatch(effSetProgram, 0, 2);
+  fx.start(44100.0f, 512);
+  std::vector<float> samples;
+  StereoBuffer in(512), out(512);
+  for (int b = 0; b < 48; ++b) {
+    for (int i = 0; i < 512; ++i) in.left[i] = in.right[i] = b < 6 ? (i % 97 < 48 ? 0.9f : -0.9f) : 0.0f;
+    if (b == 2 && set) fx.setParameter(index, value);
+    fx.processReplacing(in.channels(), out.channels(), 512);
+    samples.insert(samples.end(), out.left.begin(), out.left.end());
+    samples.insert(samples.end(), out.right.begin(), out.right.end());
+  }
+  return samples;
+}
+
+std::uint32_t bitsOf(float v) {
+  std::uint32_t b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+TEST(ParameterValues, AnyValueIsStoredAsSentAndTheEngineHearsItHeldToTheRange) {
+  const float inf = std::numeric_limits<float>::infinity();
+  const float values[] = {-1e9f, -2.0f, -0.5f, -0.0f, 0.0f, 1.0f, std::nextafter(1.0f, 2.0f),
+                          1.5f,  20.0f, 1e9f,  inf,   -inf, std::numeric_limits<float>::quiet_NaN()};
+  for (int index = 0; index < 5; ++index) {
+    for (float v : values) {
+      SCOPED_TRACE(::testing::Message() << "parameter " << index << " value " << v);
+      const bool nan = std::isnan(v);
+      const float held = v > 1.0f ? 1.0f : v > 0.0f ? v : 0.0f;
+      const std::vector<float> got = renderWith(index, v, true);
+      const std::vector<float> want = renderWith(index, held, !nan);
+      for (float x : got) ASSERT_TRUE(std::isfinite(x));
+      ASSERT_EQ(std::mismatch(got.begin(), got.end(), want.begin()).first - got.begin(),
+                static_cast<std::ptrdiff_t>(got.size()))
+          << "first sample that differs from the render with the held value";
+
+      host::Host quiet;
+      Plugin fx(builtModule(), quiet);
+      fx.dispatch(effSetProgram, 0, 2);
+      fx.setParameter(index, v);
+      if (index == 0)
+        EXPECT_EQ(fx.getParameter(0), nan ? 1.0f : held >= 0.5f ? 1.0f : 0.0f) << "Bypass reads as its flag";
+      else
+        EXPECT_EQ(bitsOf(fx.getParameter(index)), bitsOf(v)) << "read back as sent";
+    }
+  }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "support/module_fixture.h"
 
@@ -103,10 +104,23 @@ TEST_F(Programs, AProgramChangeRestartsTheReverb) {
     for (float v : out.left) tail = std::max(tail, std::fabs(v));
   }
   ASSERT_GT(tail, 1e-3f) << "the burst should still ring";
+  // What a block asks of the host when nothing changed.
+  host.clear();
+  fx().processReplacing(silence.channels(), out.channels(), 256);
+  const std::vector<host::HostRequest> plainBlock = host.requests();
+
+  // While resumed the host sees resume's two questions at once, in order, and
+  // the new values; the reverb restarts at the next block.
   host.clear();
   fx().dispatch(effSetProgram, 0, 1);
-  EXPECT_EQ(host.count(audioMasterGetOutputLatency), 1) << "resumed";
+  ASSERT_EQ(host.requests().size(), 2u);
+  EXPECT_EQ(host.requests()[0].opcode, audioMasterGetOutputLatency);
+  EXPECT_EQ(host.requests()[1].opcode, audioMasterGetBlockSize);
+  EXPECT_EQ(fx().dispatch(effGetProgram), 1);
+  EXPECT_EQ(fx().getParameter(1), 0.2f);
+  host.clear();
   fx().processReplacing(silence.channels(), out.channels(), 256);
+  EXPECT_EQ(host.requests().size(), plainBlock.size()) << "the rebuild asks the host nothing";
   for (float v : out.left) EXPECT_LT(std::fabs(v), 1e-6f);
 }
 

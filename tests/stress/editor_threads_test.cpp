@@ -1,6 +1,7 @@
 // The editor while a host runs its three threads at once: one processes
-// blocks, one plays back automation, and the user-interface thread opens,
-// idles and closes the editor — on an X11 parent (the shipped module, under
+// blocks, one plays back automation (now and then a value out of range), and
+// the user-interface thread opens, idles and closes the editor and selects
+// programs from the host's menu every few milliseconds — on an X11 parent (the shipped module, under
 // Xvfb) and on the headless backend, where it also clicks, drags and types.
 // Built with ThreadSanitizer as well, where any unsynchronised access fails.
 #include <gtest/gtest.h>
@@ -33,6 +34,7 @@ constexpr auto kRunTime = std::chrono::seconds(3);
 constexpr int kBlock = 512;
 
 std::atomic<long> automations{0};
+long programChanges = 0;  // made on the test's own (UI) thread
 
 // A host that may be called from every thread at once.
 std::intptr_t KORRO_CDECL threadSafeHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
@@ -79,7 +81,10 @@ class HostThreads {
     while (!running.stop_requested()) {
       seed = seed * 1664525u + 1013904223u;
       const auto index = static_cast<std::int32_t>(writes_ % kNumParams);
-      effect_->setParameter(effect_, index, static_cast<float>(seed >> 8) / 16777216.0f);
+      // A buggy lane's values among the normal ones: the engine must hold them to the range.
+      const float hostile[] = {NAN, 20.0f, -2.0f, INFINITY, -1e9f};
+      const float value = writes_ % 17 == 0 ? hostile[(writes_ / 17) % 5] : static_cast<float>(seed >> 8) / 16777216.0f;
+      effect_->setParameter(effect_, index, value);
       if (++writes_ % 64 == 0) std::this_thread::yield();
     }
   }
@@ -103,6 +108,10 @@ long openIdleClose(AEffect* effect, void* parent, const std::function<void(int)>
     for (int i = 0; i < 8; ++i) {
       effect->dispatcher(effect, effEditIdle, 0, 0, nullptr, 0.0f);
       whileOpen(i);
+      if (i % 2 == 1) {
+        effect->dispatcher(effect, effSetProgram, 0, static_cast<std::int32_t>(programChanges % 8), nullptr, 0.0f);
+        ++programChanges;
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     effect->dispatcher(effect, effEditClose, 0, 0, nullptr, 0.0f);
@@ -114,11 +123,14 @@ long openIdleClose(AEffect* effect, void* parent, const std::function<void(int)>
 // Stops the host's threads and checks that all three really ran side by side.
 void finish(const char* where, HostThreads& threads, long opens) {
   threads.stop();
-  std::printf("%s: %ld blocks processed, %ld parameter writes, %ld editor opens, %ld automated by the editor\n",
-              where, threads.blocks(), threads.writes(), opens, automations.load());
+  std::printf(
+      "%s: %ld blocks processed, %ld parameter writes, %ld program changes, %ld editor opens, %ld automated by the "
+      "editor\n",
+      where, threads.blocks(), threads.writes(), programChanges, opens, automations.load());
   EXPECT_GT(threads.blocks(), 10);
   EXPECT_GT(threads.writes(), 1000);
   EXPECT_GE(opens, 3);
+  EXPECT_GE(programChanges, 4 * opens);
   EXPECT_TRUE(threads.outputFinite());
 }
 
@@ -131,6 +143,7 @@ TEST(EditorThreads, X11EditorOfTheModuleWhileAudioAndAutomationRun) {
   XMapWindow(display, parent);
   XSync(display, False);
 
+  programChanges = 0;
   host::Module module(KORRO_MODULE_PATH);
   ASSERT_TRUE(module.loaded()) << module.error();
   AEffect* effect = module.entry()(&threadSafeHost);
@@ -157,6 +170,7 @@ TEST(EditorThreads, HeadlessEditorWithGesturesWhileAudioAndAutomationRun) {
   namespace hl = korro::headless;
   hl::resetInput();
   automations = 0;
+  programChanges = 0;
   auto* fx = new ReverbEffect(&threadSafeHost, &createReverbEditor);
   AEffect* effect = fx->getAeffect();
   auto* editor = static_cast<ReverbEditor*>(fx->getEditor());
