@@ -5,6 +5,7 @@
 #include "gui/frame.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
+#include "editor_layout.h"
 #include "engine/level_meter.h"
 #include "peak_meter.h"
 #include "shell/editor_factory.h"
@@ -16,17 +17,16 @@ constexpr CColor kFieldText{75, 75, 80, 0};
 constexpr CColor kFieldBack{237, 235, 213, 0};
 constexpr std::int32_t kPictures = 51;  // film-strip pictures per knob
 
-// A knob of the strip's picture size at (left, top).
-CRect knobRect(const CBitmap* strip, std::int32_t left, std::int32_t top) {
-  return CRect(left, top, left + strip->getWidth(), top + strip->getHeight() / kPictures);
+namespace layout = korro::layout;
+
+CRect rectOf(const layout::Box& b) { return CRect(b.left, b.top, b.right, b.bottom); }
+
+// A knob of the strip's picture size at its place.
+CRect knobRect(const CBitmap* strip, layout::Point at) {
+  return CRect(at.x, at.y, at.x + strip->getWidth(), at.y + strip->getHeight() / kPictures);
 }
 
-// The value field directly under a knob: large knobs get one as wide plus 2,
-// small ones 4 pixels more on each side (plus 1).
-CRect fieldUnder(const CRect& knob, bool large) {
-  if (large) return CRect(knob.left, knob.bottom, knob.left + knob.width() + 2, knob.bottom + 14);
-  return CRect(knob.left - 4, knob.bottom, knob.left - 4 + knob.width() + 9, knob.bottom + 14);
-}
+CRect fieldRect(layout::Point knob, bool large) { return rectOf(layout::fieldUnder(knob, large)); }
 
 }  // namespace
 
@@ -94,10 +94,9 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
     frame->addView(f);
     return f;
   };
-  auto makeKnob = [&](std::int32_t bitmapId, std::int32_t left, std::int32_t top, std::int32_t tag,
-                      float defaultValue, CRect& placed) {
+  auto makeKnob = [&](std::int32_t bitmapId, layout::Point at, std::int32_t tag, float defaultValue) {
     auto* strip = new CBitmap(bitmapId);
-    placed = knobRect(strip, left, top);
+    const CRect placed = knobRect(strip, at);
     auto* k = new CAnimKnob(placed, this, tag, kPictures, strip->getHeight() / kPictures, strip, CPoint(0, 0));
     k->setValue(controller->getParameter(tag));
     k->setDefaultValue(defaultValue);
@@ -109,26 +108,28 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
   // 1. Clip LED and peak readout.
   {
     auto* led = new CBitmap(kClipLedBitmap);
-    meter = new CPeakMeter(CRect(227, 144, 238, 155), this, kMeterTag, background, led, CRect(211, 162, 254, 176));
+    meter = new CPeakMeter(rectOf(layout::kClipLed), this, kMeterTag, background, led, rectOf(layout::kPeakReadout));
     meter->setClipAndPeak(1e-5f, 1e-5f);
     frame->addView(meter);
     led->forget();
   }
-  CRect at;
   // 2–9. Knobs, each with its value field under it.
-  decayKnob = makeKnob(kDecayKnobBitmap, 40, 43, kDecayTag, 0.5f, at);
-  decayField = makeField(fieldUnder(at, true), kDecayFieldTag, 0.0f, 100.0f, false, controller->getParameter(kDecayTag));
-  dampKnob = makeKnob(kDampKnobBitmap, 205, 43, kDampTag, 0.2f, at);
-  dampField = makeField(fieldUnder(at, true), kDampFieldTag, 0.0f, 100.0f, false, controller->getParameter(kDampTag));
-  mixKnob = makeKnob(kMixKnobBitmap, 105, 132, kMixTag, 0.5f, at);
-  mixField = makeField(fieldUnder(at, false), kMixFieldTag, 0.0f, 100.0f, false, controller->getParameter(kMixTag));
-  outputKnob = makeKnob(kOutputKnobBitmap, 159, 132, kOutputTag, 0.5f, at);
-  outputField =
-      makeField(fieldUnder(at, false), kOutputFieldTag, -120.0f, 12.0f, true, controller->getParameter(kOutputTag));
+  decayKnob = makeKnob(kDecayKnobBitmap, layout::kDecayKnob, kDecayTag, 0.5f);
+  decayField = makeField(fieldRect(layout::kDecayKnob, true), kDecayFieldTag, 0.0f, 100.0f, false,
+                         controller->getParameter(kDecayTag));
+  dampKnob = makeKnob(kDampKnobBitmap, layout::kDampKnob, kDampTag, 0.2f);
+  dampField = makeField(fieldRect(layout::kDampKnob, true), kDampFieldTag, 0.0f, 100.0f, false,
+                        controller->getParameter(kDampTag));
+  mixKnob = makeKnob(kMixKnobBitmap, layout::kMixKnob, kMixTag, 0.5f);
+  mixField = makeField(fieldRect(layout::kMixKnob, false), kMixFieldTag, 0.0f, 100.0f, false,
+                       controller->getParameter(kMixTag));
+  outputKnob = makeKnob(kOutputKnobBitmap, layout::kOutputKnob, kOutputTag, 0.5f);
+  outputField = makeField(fieldRect(layout::kOutputKnob, false), kOutputFieldTag, -120.0f, 12.0f, true,
+                          controller->getParameter(kOutputTag));
   // 10. Bypass switch.
   {
     auto* bitmap = new CBitmap(kBypassBitmap);
-    bypassButton = new COnOffButton(CRect(55, 141, 79, 157), this, kBypassTag, bitmap);
+    bypassButton = new COnOffButton(rectOf(layout::kBypassSwitch), this, kBypassTag, bitmap);
     bypassButton->setValue(controller->getParameter(kBypassTag));
     frame->addView(bypassButton);
     bitmap->forget();
@@ -136,7 +137,7 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
   // 11. About picture, shown over most of the window on click.
   {
     auto* bitmap = new CBitmap(kAboutBitmap);
-    about = new CSplashScreen(CRect(111, 2, 190, 112), this, kAboutTag, bitmap, CRect(25, 21, 276, 183),
+    about = new CSplashScreen(rectOf(layout::kAboutHotspot), this, kAboutTag, bitmap, rectOf(layout::kAboutPicture),
                               CPoint(0, 0));
     frame->addView(about);
     bitmap->forget();

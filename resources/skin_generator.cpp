@@ -22,7 +22,11 @@
 #include <string>
 #include <vector>
 
+#include "editor/editor_layout.h"
+
 namespace {
+
+namespace layout = korro::layout;
 
 constexpr double kPi = 3.14159265358979323846;
 
@@ -234,7 +238,12 @@ double grain(int x, int y) {
 struct KnobPlace {
   int x, y, size;
 };
-const KnobPlace kDecay{40, 43, 54}, kDamp{205, 43, 54}, kMix{105, 132, 35}, kOutput{159, 132, 35};
+
+Image cropBox(const Image& img, const layout::Box& b) { return img.crop(b.left, b.top, b.right - b.left, b.bottom - b.top); }
+const KnobPlace kDecay{layout::kDecayKnob.x, layout::kDecayKnob.y, layout::kLargeKnob},
+    kDamp{layout::kDampKnob.x, layout::kDampKnob.y, layout::kLargeKnob},
+    kMix{layout::kMixKnob.x, layout::kMixKnob.y, layout::kSmallKnob},
+    kOutput{layout::kOutputKnob.x, layout::kOutputKnob.y, layout::kSmallKnob};
 
 void fieldSlot(Image& img, double x0, double y0, double x1, double y1) {
   // A shallow recessed window the value text sits in.
@@ -345,21 +354,28 @@ Image makePanel(Lettering& t) {
   label(t, img, "DAMP", kDamp.x + 27, 36);
   label(t, img, "MIX", kMix.x + 17.5, 129.5, 7.0);
   label(t, img, "OUTPUT", kOutput.x + 17.5, 129.5, 7.0);
-  label(t, img, "BYPASS", 67, 135.5, 7.0);
-  label(t, img, "CLIP", 232.5, 139.5, 7.0);
+  const layout::Box& sw = layout::kBypassSwitch;
+  const layout::Box& led = layout::kClipLed;
+  label(t, img, "BYPASS", (sw.left + sw.right) / 2.0, 135.5, 7.0);
+  label(t, img, "CLIP", (led.left + led.right) / 2.0, 139.5, 7.0);
 
   // Value windows under the knobs and for the peak readout.
-  fieldSlot(img, 41, 98.5, 95, 110.5);
-  fieldSlot(img, 206, 98.5, 260, 110.5);
-  fieldSlot(img, 102, 167.5, 144, 180.5);
-  fieldSlot(img, 156, 167.5, 198, 180.5);
-  fieldSlot(img, 212, 162.5, 253, 175.5);
+  // Each window sits inside its field, a little lower under the large knobs.
+  for (const KnobPlace* k : {&kDecay, &kDamp, &kMix, &kOutput}) {
+    const bool large = k->size == layout::kLargeKnob;
+    const layout::Box f = layout::fieldUnder({k->x, k->y}, large);
+    fieldSlot(img, f.left + 1, f.top + (large ? 1.5 : 0.5), f.right - 1, f.bottom - 0.5);
+  }
+  const layout::Box& r = layout::kPeakReadout;
+  fieldSlot(img, r.left + 1, r.top + 0.5, r.right - 1, r.bottom - 0.5);
 
   // Bezel of the clip LED and the switch's slot.
-  disc(img, 232.5, 150.3, 7.4, rgb(0, 0, 0), 0.18);
-  disc(img, 232.5, 149.5, 7.0, rgb(150, 146, 136));
-  disc(img, 232.5, 149.5, 6.2, rgb(236, 233, 222));
-  roundRect(img, 52.5, 139.5, 81.5, 158.5, 4, [](double, double) { return rgb(158, 152, 138); });
+  const double ledX = (led.left + led.right) / 2.0, ledY = (led.top + led.bottom) / 2.0;
+  disc(img, ledX, ledY + 0.8, 7.4, rgb(0, 0, 0), 0.18);
+  disc(img, ledX, ledY, 7.0, rgb(150, 146, 136));
+  disc(img, ledX, ledY, 6.2, rgb(236, 233, 222));
+  roundRect(img, sw.left - 2.5, sw.top - 1.5, sw.right + 2.5, sw.bottom + 1.5, 4,
+            [](double, double) { return rgb(158, 152, 138); });
 
   // Small print.
   t.draw(img, kSans, 6.0, "STEREO", 24, 186, kInkSoft, -1, 0.8);
@@ -416,7 +432,7 @@ Image knobStrip(const Image& panel, const KnobPlace& k) {
 
 // ------------------------------------------------------------------ switch, LED
 Image bypassSwitch(const Image& panel) {
-  const Image under = panel.crop(55, 141, 24, 16);
+  const Image under = cropBox(panel, layout::kBypassSwitch);
   Image strip(24, 32);
   for (int state = 0; state < 2; ++state) {
     Image img = under;
@@ -440,7 +456,7 @@ Image bypassSwitch(const Image& panel) {
 
 // Pictures from the top: clipping, latched, off.
 Image clipLed(const Image& panel) {
-  const Image under = panel.crop(227, 144, 11, 11);
+  const Image under = cropBox(panel, layout::kClipLed);
   Image strip(11, 33);
   const Colour body[3] = {rgb(255, 46, 32), rgb(196, 70, 40), rgb(96, 40, 36)};
   const Colour glow[3] = {rgb(255, 210, 190), rgb(236, 150, 110), rgb(150, 96, 90)};
@@ -665,8 +681,8 @@ int main(int argc, char** argv) {
   strip("knob_large_damp.bmp", kDamp);
   strip("knob_small_mix.bmp", kMix);
   strip("knob_small_output.bmp", kOutput);
-  writeBmp(dir + "bypass_switch.bmp", bypassSwitch(panel), coloursOf(panel.crop(55, 141, 24, 16)));
-  writeBmp(dir + "clip_led.bmp", clipLed(panel), coloursOf(panel.crop(227, 144, 11, 11)));
+  writeBmp(dir + "bypass_switch.bmp", bypassSwitch(panel), coloursOf(cropBox(panel, layout::kBypassSwitch)));
+  writeBmp(dir + "clip_led.bmp", clipLed(panel), coloursOf(cropBox(panel, layout::kClipLed)));
   writeBmp(dir + "about.bmp", aboutPicture(t));
   return 0;
 }
