@@ -36,7 +36,7 @@ void SpringTank::update(float decay, float damp, double engineRate) {
   // those of deriving them every time.
   Derived& d = derived_;
   if (!d.valid || std::bit_cast<std::uint32_t>(decay) != d.decayBits) {
-    d.decayGain = static_cast<float>(std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666);
+    d.decayGain = decayGainFor(decay);
     d.decayBits = std::bit_cast<std::uint32_t>(decay);
   }
   if (!d.valid || std::bit_cast<std::uint64_t>(engineRate) != d.rateBits) {

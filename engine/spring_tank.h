@@ -3,6 +3,7 @@
 // the level inside the channel rises.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "engine_memory.h"
@@ -26,6 +27,11 @@ inline constexpr double kLengthUnit = 44.1;
 inline constexpr double kAllpassUnit = 2.31 * kLengthUnit;
 inline constexpr double kAllpass2Ratio = 0.61774;
 inline constexpr double kAllpass3Ratio = 1.61774;
+
+// The loop's gain factor for a Decay value, as the tank stores it.
+inline float decayGainFor(float decay) {
+  return static_cast<float>(std::pow(1.5, std::sqrt(static_cast<double>(decay))) * 0.6666);
+}
 
 class SpringTank {
  public:

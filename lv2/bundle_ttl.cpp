@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "hosted_effect.h"
+#include "korro/version.h"
 #include "ports.h"
 
 namespace korro::lv2 {
@@ -35,7 +36,6 @@ struct Program {
 
 struct EffectFacts {
   std::string name, product, vendor;
-  std::int32_t version = 0;
   std::vector<float> start;  // parameter values of a new effect
   std::vector<Program> programs;
 };
@@ -62,7 +62,6 @@ EffectFacts readEffect() {
   facts.name = text(fx, effGetEffectName);
   facts.product = text(fx, effGetProductString);
   facts.vendor = text(fx, effGetVendorString);
-  facts.version = fx.record().version;
   facts.start = parameters(fx);
   const std::int32_t count = fx.record().numPrograms;
   for (std::int32_t p = 0; p < count; ++p) {
@@ -177,7 +176,8 @@ std::string plugin(const EffectFacts& facts) {
     << " ;\n\t\tfoaf:homepage <" << facts.vendor << ">\n\t] .\n\n"
     << pluginUri() << "\n\ta lv2:Plugin , lv2:ReverbPlugin ;\n\tdoap:name " << quoted(facts.name)
     << " ;\n\trdfs:comment " << quoted(facts.product) << " ;\n\tlv2:project <" << facts.vendor << "> ;\n"
-    << "\tlv2:minorVersion 0 ;\n\tlv2:microVersion " << facts.version << " ;\n\tui:ui " << uiUri() << " ;\n"
+    << "\tlv2:minorVersion " << korro::kVersionMinor << " ;\n\tlv2:microVersion " << korro::kVersionPatch
+    << " ;\n\tui:ui " << uiUri() << " ;\n"
     << "\tlv2:optionalFeature lv2:hardRTCapable , opts:options , urid:map ;\n"
     << "\topts:supportedOption bufsz:maxBlockLength ;\n\tlv2:port ";
   audioPort(o, kInputLeft, true, "in_l", "Left In");

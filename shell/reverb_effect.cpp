@@ -208,6 +208,15 @@ bool ReverbEffect::getProgramNameIndexed(std::int32_t /*category*/, std::int32_t
   return true;
 }
 
+korro::ProgramRecord ReverbEffect::programRecord(std::int32_t program) const {
+  if (program < 0 || program >= kProgramCount) return {};
+  return programTable[program];
+}
+
+void ReverbEffect::setProgramRecord(std::int32_t program, const korro::ProgramRecord& record) {
+  if (program >= 0 && program < kProgramCount) programTable[program] = record;
+}
+
 bool ReverbEffect::copyProgram(std::int32_t destination) {
   if (destination < 0 || destination >= kProgramCount) return false;
   programTable[destination] = current();

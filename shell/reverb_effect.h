@@ -57,6 +57,10 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
 
   // The value the engine works on: the stored value held to [0, 1] (Bypass: 0 or 1).
   float engineValue(std::int32_t index) const;
+  // A program's stored record, for state saved and loaded by a front. Writing
+  // one does not apply it: select the program for that.
+  korro::ProgramRecord programRecord(std::int32_t program) const;
+  void setProgramRecord(std::int32_t program, const korro::ProgramRecord& record);
   // True while a program change waits for the audio thread to rebuild the engine.
   bool rebuildPending() const { return pendingRebuild.load(std::memory_order_acquire); }
 
