@@ -54,6 +54,10 @@ void DelayMemory::clearAll() { std::fill_n(block_.get(), kBlockFloats, 0.0f); }
 
 ScratchBuffers::ScratchBuffers(int frames) { resize(frames); }
 
+void ScratchBuffers::clear() {
+  for (auto& buffer : storage_) std::fill_n(buffer.get(), frames_, 0.0f);
+}
+
 void ScratchBuffers::resize(int frames) {
   if (frames == frames_) return;
   frames_ = frames;

@@ -39,6 +39,8 @@ class ScratchBuffers {
   // Reallocates all six buffers when the capacity changes; they start zeroed.
   void resize(int frames);
   int frames() const { return frames_; }
+  // Back to zeros without reallocating: what a new engine's buffers hold.
+  void clear();
 
   float* coreInput[2] = {};
   float* coreOutput[2] = {};

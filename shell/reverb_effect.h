@@ -61,6 +61,10 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
   // one does not apply it: select the program for that.
   korro::ProgramRecord programRecord(std::int32_t program) const;
   void setProgramRecord(std::int32_t program, const korro::ProgramRecord& record);
+  // Zeros the engine's scratch buffers, which suspend and resume leave as they
+  // are (at half rate the first output frame can read one of them): for a
+  // front whose reset must sound exactly like a new instance. Audio thread.
+  void emptyScratch() { engine.scratch().clear(); }
   // True while a program change waits for the audio thread to rebuild the engine.
   bool rebuildPending() const { return pendingRebuild.load(std::memory_order_acquire); }
 

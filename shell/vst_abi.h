@@ -85,6 +85,7 @@ enum HostOpcode : std::int32_t {
   audioMasterVersion = 1,
   audioMasterIdle = 3,
   audioMasterPinConnected = 4,
+  audioMasterSizeWindow = 15,
   audioMasterGetBlockSize = 17,
   audioMasterGetOutputLatency = 19,
   audioMasterBeginEdit = 43,

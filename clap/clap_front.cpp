@@ -1,0 +1,693 @@
+// The reverb as a CLAP plug-in: the same effect object the VST 2 module
+// exports, driven through its own record as a VST 2 host drives it. Events
+// split a block at their time, so a render equals the VST 2 module fed the
+// same pieces.
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "clap_abi.h"
+#include "korro/version.h"
+#include "shell/parameter_table.h"
+#include "shell/reverb_effect.h"
+#include "shell/state_stream.h"
+#include "shell/tail.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include "shell/module_handle.h"
+#define KORRO_CLAP_EXPORT __declspec(dllexport)
+#else
+#define KORRO_CLAP_EXPORT __attribute__((visibility("default")))
+#endif
+
+namespace korro::clap {
+namespace {
+
+constexpr const char* kPluginId = "org.example.korro-tarrow.tarrow";
+constexpr const char* kVendorUrl = "https://korro-tarrow.example.org";
+#if defined(_WIN32)
+constexpr const char* kGuiApi = "win32";
+#else
+constexpr const char* kGuiApi = "x11";
+#endif
+constexpr std::uint32_t kIdleMs = 30;
+constexpr std::int32_t kVendorScale = fourCharCode('P', 'r', 'e', 'S');
+constexpr std::int32_t kVendorScaleValue = fourCharCode('A', 'e', 'C', 's');
+
+const char* const kFeatures[] = {"audio-effect", "reverb", "stereo", nullptr};
+
+const PluginDescriptor kDescriptor = {
+    kAbiVersion, kPluginId, "Korro Tarrow", "Korro Tarrow", kVendorUrl, kVendorUrl, kVendorUrl, kProjectVersion,
+    "Stereo spring reverb", kFeatures};
+
+// What the editor did, handed from the UI thread to whoever next processes
+// or flushes: one writer, one reader, no lock.
+struct Gesture {
+  enum Kind : std::uint8_t { Begin, Value, End } kind;
+  std::int32_t index;
+  float value;
+};
+
+class GestureQueue {
+ public:
+  bool push(const Gesture& g) {
+    const std::uint32_t head = head_.load(std::memory_order_relaxed);
+    if (head - tail_.load(std::memory_order_acquire) >= kSize) return false;
+    slots_[head % kSize] = g;
+    head_.store(head + 1, std::memory_order_release);
+    return true;
+  }
+  bool pop(Gesture& g) {
+    const std::uint32_t tail = tail_.load(std::memory_order_relaxed);
+    if (tail == head_.load(std::memory_order_acquire)) return false;
+    g = slots_[tail % kSize];
+    tail_.store(tail + 1, std::memory_order_release);
+    return true;
+  }
+
+ private:
+  static constexpr std::uint32_t kSize = 512;
+  Gesture slots_[kSize]{};
+  std::atomic<std::uint32_t> head_{0};
+  std::atomic<std::uint32_t> tail_{0};
+};
+
+class ClapReverb {
+ public:
+  explicit ClapReverb(const Host* host) : host_(host) {
+    plugin_.desc = &kDescriptor;
+    plugin_.pluginData = this;
+    plugin_.init = [](const Plugin* p) { return self(p)->init(); };
+    plugin_.destroy = [](const Plugin* p) { delete self(p); };
+    plugin_.activate = [](const Plugin* p, double rate, std::uint32_t minFrames, std::uint32_t maxFrames) {
+      return self(p)->activate(rate, minFrames, maxFrames);
+    };
+    plugin_.deactivate = [](const Plugin* p) { self(p)->deactivate(); };
+    plugin_.startProcessing = [](const Plugin* p) { return self(p)->setProcessing(true); };
+    plugin_.stopProcessing = [](const Plugin* p) { self(p)->setProcessing(false); };
+    plugin_.reset = [](const Plugin* p) { self(p)->reset(); };
+    plugin_.process = [](const Plugin* p, const Process* process) { return self(p)->process(process); };
+    plugin_.getExtension = [](const Plugin*, const char* id) { return extension(id); };
+    plugin_.onMainThread = [](const Plugin*) {};
+
+    effect_ = new ReverbEffect(&ClapReverb::effectCallback, &createReverbEditor);
+    record_ = effect_->getAeffect();
+    // The host's own field of the effect record: how its callback finds this front.
+    record_->user = this;
+  }
+  ~ClapReverb() {
+    if (guiCreated_) destroyGui();
+    if (active_) deactivate();
+    dispatch(effClose);  // deletes the effect
+  }
+  ClapReverb(const ClapReverb&) = delete;
+  ClapReverb& operator=(const ClapReverb&) = delete;
+
+  const Plugin* plugin() const { return &plugin_; }
+  static ClapReverb* self(const Plugin* p) { return static_cast<ClapReverb*>(p->pluginData); }
+
+  // ------------------------------------------------------------ life cycle
+
+  bool init() {
+    hostParams_ = hostExtension<HostParams>(kParamsId);
+    hostState_ = hostExtension<HostState>(kStateId);
+    hostTail_ = hostExtension<HostTail>(kTailId);
+    hostGui_ = hostExtension<HostGui>(kGuiId);
+    hostTimers_ = hostExtension<HostTimerSupport>(kTimerSupportId);
+    hostPresetLoad_ = hostExtension<HostPresetLoad>(kPresetLoadId);
+    if (!hostPresetLoad_) hostPresetLoad_ = hostExtension<HostPresetLoad>(kPresetLoadDraftId);
+    return true;
+  }
+
+  bool activate(double rate, std::uint32_t /*minFrames*/, std::uint32_t maxFrames) {
+    if (active_ || maxFrames == 0) return false;
+    maxFrames_ = static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20));
+    rate_ = rate;
+    try {
+      silence_.assign(static_cast<std::size_t>(maxFrames_), 0.0f);
+      spare_[0].assign(static_cast<std::size_t>(maxFrames_), 0.0f);
+      spare_[1].assign(static_cast<std::size_t>(maxFrames_), 0.0f);
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+    dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
+    dispatch(effSetBlockSize, 0, maxFrames_);
+    dispatch(effMainsChanged, 0, 1);
+    effect_->emptyScratch();
+    reportedTail_ = currentTail();
+    active_ = true;
+    return true;
+  }
+
+  void deactivate() {
+    if (!active_) return;
+    dispatch(effMainsChanged, 0, 0);
+    active_ = false;
+    processing_.store(false, std::memory_order_relaxed);
+  }
+
+  bool setProcessing(bool on) {
+    if (on && !active_) return false;
+    processing_.store(on, std::memory_order_relaxed);
+    return true;
+  }
+
+  // Suspend and resume, and the scratch emptied: what follows is what a new
+  // instance would give. The scratch buffers keep their size, so nothing allocates.
+  void reset() {
+    if (!active_) return;
+    dispatch(effMainsChanged, 0, 0);
+    dispatch(effMainsChanged, 0, 1);
+    effect_->emptyScratch();
+  }
+
+  // ------------------------------------------------------------ audio
+
+  std::int32_t process(const Process* p) {
+    if (!active_ || !p) return kProcessError;
+    const std::int32_t frames = static_cast<std::int32_t>(std::min<std::uint32_t>(p->framesCount, INT32_MAX));
+
+    float* in[2];
+    float* out[2];
+    connect(p, in, out);
+
+    const InputEvents* events = p->inEvents;
+    const std::uint32_t count = events && events->size && events->get ? events->size(events) : 0;
+    std::int32_t done = 0;
+    for (std::uint32_t e = 0; e < count; ++e) {
+      const EventHeader* h = events->get(events, e);
+      if (!h) continue;
+      // Events come sorted; one past the block's end applies after its last frame.
+      const auto at = static_cast<std::int32_t>(std::min<std::uint32_t>(h->time, static_cast<std::uint32_t>(frames)));
+      if (at > done) {
+        run(in, out, done, at - done);
+        done = at;
+      }
+      apply(h);
+    }
+    if (frames > done) run(in, out, done, frames - done);
+
+    sendGestures(p->outEvents);
+    reportTail();
+    return kProcessTail;
+  }
+
+  // ------------------------------------------------------------ parameters
+
+  bool paramInfo(std::uint32_t index, ParamInfo* info) const {
+    const ParameterSpec* spec = findParameter(static_cast<std::int32_t>(index));
+    if (!spec || !info) return false;
+    std::memset(info, 0, sizeof *info);
+    info->id = static_cast<Id>(spec->index);
+    // Bypass keeps feeding or starves the springs; it never passes the input
+    // through, so it is not the host's bypass.
+    info->flags = kParamIsAutomatable | (spec->stepped ? kParamIsStepped : 0u);
+    std::snprintf(info->name, sizeof info->name, "%s", spec->name);
+    info->minValue = spec->minimum;
+    info->maxValue = spec->maximum;
+    info->defaultValue = spec->defaultValue;
+    return true;
+  }
+
+  bool paramValue(Id id, double* value) {
+    if (!findParameter(static_cast<std::int32_t>(id)) || !value) return false;
+    *value = record_->getParameter(record_, static_cast<std::int32_t>(id));
+    return true;
+  }
+
+  void flush(const InputEvents* in, const OutputEvents* out) {
+    const std::uint32_t count = in && in->size && in->get ? in->size(in) : 0;
+    for (std::uint32_t e = 0; e < count; ++e)
+      if (const EventHeader* h = in->get(in, e)) apply(h);
+    sendGestures(out);
+    if (active_) reportTail();
+  }
+
+  // ------------------------------------------------------------ state and presets
+
+  bool save(const OutputStream* stream) {
+    if (!stream || !stream->write) return false;
+    struct Writer : StateWriter {
+      const OutputStream* s;
+      std::int64_t write(const void* data, std::int64_t size) override {
+        return s->write(s, data, static_cast<std::uint64_t>(size));
+      }
+    } writer;
+    writer.s = stream;
+    return saveEffectState(*effect_, writer);
+  }
+
+  bool load(const InputStream* stream) {
+    if (!stream || !stream->read) return false;
+    struct Reader : StateReader {
+      const InputStream* s;
+      std::int64_t read(void* data, std::int64_t size) override {
+        return s->read(s, data, static_cast<std::uint64_t>(size));
+      }
+    } reader;
+    reader.s = stream;
+    if (!loadEffectState(*effect_, reader)) return false;
+    if (hostParams_ && hostParams_->rescan) hostParams_->rescan(host_, kRescanValues | kRescanText);
+    return true;
+  }
+
+  bool loadPreset(std::uint32_t kind, const char* loadKey) {
+    char* end = nullptr;
+    const long program = loadKey ? std::strtol(loadKey, &end, 10) : -1;
+    if (kind != kLocationPlugin || !loadKey || end == loadKey || *end || program < 0 ||
+        program >= kProgramCount) {
+      if (hostPresetLoad_ && hostPresetLoad_->onError)
+        hostPresetLoad_->onError(host_, kind, nullptr, loadKey, 0, "no such factory program");
+      return false;
+    }
+    // While active the engine restarts at the audio thread's next block.
+    dispatch(effSetProgram, 0, program);
+    if (hostParams_ && hostParams_->rescan) hostParams_->rescan(host_, kRescanValues | kRescanText);
+    if (hostPresetLoad_ && hostPresetLoad_->loaded) hostPresetLoad_->loaded(host_, kind, nullptr, loadKey);
+    return true;
+  }
+
+  std::uint32_t tail() const { return static_cast<std::uint32_t>(currentTail()); }
+
+  // ------------------------------------------------------------ editor
+
+  bool createGui(const char* api, bool floating) {
+    if (!apiSupported(api, floating) || guiCreated_) return false;
+#if !defined(_WIN32)
+    // Without the host's timer the editor would never idle: better none at all.
+    if (!hostTimers_ || !hostTimers_->registerTimer || !hostTimers_->registerTimer(host_, kIdleMs, &timer_))
+      return false;
+#endif
+    guiCreated_ = true;
+    return true;
+  }
+
+  void destroyGui() {
+    if (!guiCreated_) return;
+    closeEditor();
+#if !defined(_WIN32)
+    if (hostTimers_ && hostTimers_->unregisterTimer) hostTimers_->unregisterTimer(host_, timer_);
+#endif
+    timer_ = kInvalidId;
+    guiCreated_ = false;
+  }
+
+  bool setScale(double scale) {
+    return dispatch(effVendorSpecific, kVendorScale, kVendorScaleValue, nullptr, static_cast<float>(scale)) != 0;
+  }
+
+  bool guiSize(std::uint32_t* width, std::uint32_t* height) {
+    ERect* r = nullptr;
+    if (!width || !height || !dispatch(effEditGetRect, 0, 0, &r) || !r) return false;
+    *width = static_cast<std::uint32_t>(std::max(0, r->right - r->left));
+    *height = static_cast<std::uint32_t>(std::max(0, r->bottom - r->top));
+    return true;
+  }
+
+  bool setParent(const Window* window) {
+    if (!guiCreated_ || !window) return false;
+    closeEditor();
+#if defined(_WIN32)
+    void* parent = window->win32;
+#else
+    void* parent = reinterpret_cast<void*>(static_cast<std::uintptr_t>(window->x11));
+#endif
+    if (!parent || !dispatch(effEditOpen, 0, 0, parent)) return false;
+    editorOpen_ = true;
+#if defined(_WIN32)
+    timerWindow_ = static_cast<HWND>(parent);
+    SetTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this), kIdleMs, &ClapReverb::windowTimer);
+#endif
+    return true;
+  }
+
+  void idleEditor() {
+    if (editorOpen_) dispatch(effEditIdle);
+  }
+
+  static bool apiSupported(const char* api, bool floating) {
+    return api && !floating && std::strcmp(api, kGuiApi) == 0;
+  }
+
+ private:
+  template <typename T>
+  const T* hostExtension(const char* id) const {
+    return host_ && host_->getExtension ? static_cast<const T*>(host_->getExtension(host_, id)) : nullptr;
+  }
+
+  std::intptr_t dispatch(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0, void* ptr = nullptr,
+                         float opt = 0.0f) {
+    return record_->dispatcher(record_, opcode, index, value, ptr, opt);
+  }
+
+  static const void* extension(const char* id);
+
+  // The host's buffers, or silence in and a spare out where a port, a channel
+  // or a pointer is missing; a mono input feeds both channels.
+  void connect(const Process* p, float* in[2], float* out[2]) {
+    in[0] = in[1] = silence_.data();
+    const AudioBuffer* ib = p->audioInputsCount > 0 ? p->audioInputs : nullptr;
+    if (ib && ib->data32 && ib->channelCount > 0 && ib->data32[0]) {
+      in[0] = ib->data32[0];
+      in[1] = ib->channelCount > 1 && ib->data32[1] ? ib->data32[1] : in[0];
+    }
+    out[0] = spare_[0].data();
+    out[1] = spare_[1].data();
+    const AudioBuffer* ob = p->audioOutputsCount > 0 ? p->audioOutputs : nullptr;
+    if (ob && ob->data32) {
+      if (ob->channelCount > 0 && ob->data32[0]) out[0] = ob->data32[0];
+      if (ob->channelCount > 1 && ob->data32[1]) out[1] = ob->data32[1];
+    }
+  }
+
+  // Frames [from, from + n) of the block, in pieces no longer than what the
+  // stand-ins for missing buffers hold.
+  void run(float* const in[2], float* const out[2], std::int32_t from, std::int32_t n) {
+    const bool spareIn = in[0] == silence_.data();
+    const bool spareOut = out[0] == spare_[0].data() || out[1] == spare_[1].data();
+    const std::int32_t piece = spareIn || spareOut ? maxFrames_ : n;
+    for (std::int32_t done = 0; done < n; done += piece) {
+      const std::int32_t len = std::min(piece, n - done);
+      const std::int32_t at = from + done;
+      float* i[2] = {in[0] == silence_.data() ? in[0] : in[0] + at, in[1] == silence_.data() ? in[1] : in[1] + at};
+      float* o[2] = {out[0] == spare_[0].data() ? out[0] : out[0] + at,
+                     out[1] == spare_[1].data() ? out[1] : out[1] + at};
+      record_->processReplacing(record_, i, o, len);
+    }
+  }
+
+  void apply(const EventHeader* h) {
+    if (h->spaceId != kCoreEventSpace || h->type != kParamValueEvent || h->size < sizeof(ParamValueEvent)) return;
+    const auto* e = reinterpret_cast<const ParamValueEvent*>(h);
+    if (!findParameter(static_cast<std::int32_t>(e->paramId))) return;
+    record_->setParameter(record_, static_cast<std::int32_t>(e->paramId), static_cast<float>(e->value));
+  }
+
+  void sendGestures(const OutputEvents* out) {
+    Gesture g;
+    while (gestures_.pop(g)) {
+      if (!out || !out->tryPush) continue;  // nowhere to send them: dropped rather than kept for ever
+      const std::uint32_t id = static_cast<std::uint32_t>(g.index);
+      if (g.kind == Gesture::Value) {
+        ParamValueEvent e{{sizeof(ParamValueEvent), 0, kCoreEventSpace, kParamValueEvent, 0}, id, nullptr, -1, -1,
+                          -1, -1, static_cast<double>(g.value)};
+        out->tryPush(out, &e.header);
+      } else {
+        ParamGestureEvent e{{sizeof(ParamGestureEvent), 0, kCoreEventSpace,
+                             g.kind == Gesture::Begin ? kParamGestureBegin : kParamGestureEnd, 0},
+                            id};
+        out->tryPush(out, &e.header);
+      }
+    }
+  }
+
+  std::int32_t currentTail() const {
+    return tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
+                      effect_->engineValue(kOutput));
+  }
+
+  // From the audio thread only, as the host expects.
+  void reportTail() {
+    const std::int32_t t = currentTail();
+    if (t == reportedTail_) return;
+    reportedTail_ = t;
+    if (hostTail_ && hostTail_->changed) hostTail_->changed(host_);
+  }
+
+  void closeEditor() {
+    if (!editorOpen_) return;
+#if defined(_WIN32)
+    if (timerWindow_) KillTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this));
+    timerWindow_ = nullptr;
+#endif
+    dispatch(effEditClose);
+    editorOpen_ = false;
+  }
+
+#if defined(_WIN32)
+  static void CALLBACK windowTimer(HWND, UINT, UINT_PTR id, DWORD) { reinterpret_cast<ClapReverb*>(id)->idleEditor(); }
+  HWND timerWindow_ = nullptr;
+#endif
+
+  // The effect's host: its block size question, and the editor's gestures.
+  static std::intptr_t KORRO_CDECL effectCallback(AEffect* effect, std::int32_t opcode, std::int32_t index,
+                                                  std::intptr_t value, void* /*ptr*/, float opt) {
+    // Asked while the effect is still being built, before the record knows this front.
+    auto* front = effect ? static_cast<ClapReverb*>(effect->user) : nullptr;
+    switch (opcode) {
+      case audioMasterVersion:
+        return 2400;
+      case audioMasterGetBlockSize:
+        return front ? front->maxFrames_ : 0;
+      case audioMasterAutomate:
+        if (front) front->gesture({Gesture::Value, index, opt});
+        return 0;
+      case audioMasterBeginEdit:
+        if (front) front->gesture({Gesture::Begin, index, 0.0f});
+        return 0;
+      case audioMasterEndEdit:
+        if (front) front->gesture({Gesture::End, index, 0.0f});
+        return 0;
+      case audioMasterSizeWindow:
+        if (front && front->hostGui_ && front->hostGui_->requestResize)
+          return front->hostGui_->requestResize(front->host_, static_cast<std::uint32_t>(index),
+                                                static_cast<std::uint32_t>(value))
+                     ? 1
+                     : 0;
+        return 0;
+      default:
+        return 0;  // audioMasterPinConnected: 0 means connected
+    }
+  }
+
+  void gesture(const Gesture& g) {
+    gestures_.push(g);
+    // Stopped transport: ask for a flush so the host hears of it now.
+    if (!processing_.load(std::memory_order_relaxed) && hostParams_ && hostParams_->requestFlush)
+      hostParams_->requestFlush(host_);
+  }
+
+  Plugin plugin_{};
+  const Host* host_;
+  ReverbEffect* effect_ = nullptr;
+  AEffect* record_ = nullptr;
+
+  const HostParams* hostParams_ = nullptr;
+  const HostState* hostState_ = nullptr;
+  const HostTail* hostTail_ = nullptr;
+  const HostGui* hostGui_ = nullptr;
+  const HostTimerSupport* hostTimers_ = nullptr;
+  const HostPresetLoad* hostPresetLoad_ = nullptr;
+
+  bool active_ = false;
+  std::atomic<bool> processing_{false};
+  double rate_ = 44100.0;
+  std::int32_t maxFrames_ = 0;
+  std::int32_t reportedTail_ = 0;
+  std::vector<float> silence_;
+  std::vector<float> spare_[2];
+  GestureQueue gestures_;
+
+  bool guiCreated_ = false;
+  bool editorOpen_ = false;
+  Id timer_ = kInvalidId;
+};
+
+// ---------------------------------------------------------------- extension tables
+
+const PluginAudioPorts kAudioPorts = {
+    [](const Plugin*, bool) -> std::uint32_t { return 1; },
+    [](const Plugin*, std::uint32_t index, bool isInput, AudioPortInfo* info) {
+      if (index != 0 || !info) return false;
+      std::memset(info, 0, sizeof *info);
+      info->id = isInput ? 0 : 1;
+      std::snprintf(info->name, sizeof info->name, "%s", isInput ? "Input" : "Output");
+      info->flags = kPortIsMain;
+      info->channelCount = 2;
+      info->portType = "stereo";
+      info->inPlacePair = isInput ? 1 : 0;
+      return true;
+    },
+};
+
+const PluginParams kParams = {
+    [](const Plugin*) -> std::uint32_t { return kParameterCount; },
+    [](const Plugin* p, std::uint32_t index, ParamInfo* info) { return ClapReverb::self(p)->paramInfo(index, info); },
+    [](const Plugin* p, Id id, double* value) { return ClapReverb::self(p)->paramValue(id, value); },
+    [](const Plugin*, Id id, double value, char* out, std::uint32_t capacity) {
+      return parameterValueText(static_cast<std::int32_t>(id), value, out, capacity);
+    },
+    [](const Plugin*, Id id, const char* text, double* value) {
+      double v = 0.0;
+      if (!value || !parameterValueFromText(static_cast<std::int32_t>(id), text, v)) return false;
+      *value = v;
+      return true;
+    },
+    [](const Plugin* p, const InputEvents* in, const OutputEvents* out) { ClapReverb::self(p)->flush(in, out); },
+};
+
+const PluginState kState = {
+    [](const Plugin* p, const OutputStream* s) { return ClapReverb::self(p)->save(s); },
+    [](const Plugin* p, const InputStream* s) { return ClapReverb::self(p)->load(s); },
+};
+
+const PluginLatency kLatency = {[](const Plugin*) -> std::uint32_t { return 0; }};
+const PluginTail kTail = {[](const Plugin* p) { return ClapReverb::self(p)->tail(); }};
+const PluginTimerSupport kTimerSupport = {[](const Plugin* p, Id) { ClapReverb::self(p)->idleEditor(); }};
+const PluginPresetLoad kPresetLoad = {
+    [](const Plugin* p, std::uint32_t kind, const char*, const char* key) {
+      return ClapReverb::self(p)->loadPreset(kind, key);
+    },
+};
+
+const PluginGui kGui = {
+    // Asked with no host extensions at all by some scanners, which read the
+    // answer as "has an editor": it depends on nothing the host offers.
+    [](const Plugin*, const char* api, bool floating) { return ClapReverb::apiSupported(api, floating); },
+    [](const Plugin*, const char** api, bool* floating) {
+      if (!api || !floating) return false;
+      *api = kGuiApi;
+      *floating = false;
+      return true;
+    },
+    [](const Plugin* p, const char* api, bool floating) { return ClapReverb::self(p)->createGui(api, floating); },
+    [](const Plugin* p) { ClapReverb::self(p)->destroyGui(); },
+    [](const Plugin* p, double scale) { return ClapReverb::self(p)->setScale(scale); },
+    [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
+    [](const Plugin*) { return false; },
+    [](const Plugin*, GuiResizeHints*) { return false; },
+    [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
+    [](const Plugin* p, std::uint32_t w, std::uint32_t h) {
+      std::uint32_t cw = 0, ch = 0;
+      return ClapReverb::self(p)->guiSize(&cw, &ch) && cw == w && ch == h;
+    },
+    [](const Plugin* p, const Window* window) { return ClapReverb::self(p)->setParent(window); },
+    [](const Plugin*, const Window*) { return false; },
+    [](const Plugin*, const char*) {},
+    [](const Plugin*) { return true; },
+    [](const Plugin*) { return true; },
+};
+
+const void* ClapReverb::extension(const char* id) {
+  if (!id) return nullptr;
+  const struct {
+    const char* id;
+    const void* table;
+  } offered[] = {
+      {kAudioPortsId, &kAudioPorts}, {kParamsId, &kParams},       {kStateId, &kState},
+      {kLatencyId, &kLatency},       {kTailId, &kTail},           {kGuiId, &kGui},
+      {kTimerSupportId, &kTimerSupport}, {kPresetLoadId, &kPresetLoad}, {kPresetLoadDraftId, &kPresetLoad},
+  };
+  for (const auto& o : offered)
+    if (std::strcmp(id, o.id) == 0) return o.table;
+  return nullptr;
+}
+
+// ---------------------------------------------------------------- factories
+
+const PluginFactory kPluginFactory = {
+    [](const PluginFactory*) -> std::uint32_t { return 1; },
+    [](const PluginFactory*, std::uint32_t index) -> const PluginDescriptor* {
+      return index == 0 ? &kDescriptor : nullptr;
+    },
+    [](const PluginFactory*, const Host* host, const char* id) -> const Plugin* {
+      if (!host || !id || std::strcmp(id, kPluginId) != 0 || host->abi.major < 1) return nullptr;
+      try {
+        return (new ClapReverb(host))->plugin();
+      } catch (...) {
+        return nullptr;  // out of memory: a host handles a null plug-in, not an exception
+      }
+    },
+};
+
+// The eight factory programs, built into the plug-in, in program order; the
+// load key is the program's number.
+const PresetProviderDescriptor kProviderDescriptor = {kAbiVersion, "org.example.korro-tarrow.factory-programs",
+                                                      "Korro Tarrow factory programs", "Korro Tarrow"};
+
+const char* const kLoadKeys[kProgramCount] = {"0", "1", "2", "3", "4", "5", "6", "7"};
+
+struct Provider {
+  PresetProvider table{};
+  const PresetIndexer* indexer = nullptr;
+};
+
+const PresetProvider* createProvider(const PresetIndexer* indexer) {
+  auto* provider = new (std::nothrow) Provider;
+  if (!provider) return nullptr;
+  provider->indexer = indexer;
+  PresetProvider& t = provider->table;
+  t.desc = &kProviderDescriptor;
+  t.providerData = provider;
+  t.init = [](const PresetProvider* p) {
+    const PresetIndexer* ix = static_cast<Provider*>(p->providerData)->indexer;
+    const PresetLocation location{kPresetIsFactoryContent, "Factory programs", kLocationPlugin, nullptr};
+    return ix && ix->declareLocation && ix->declareLocation(ix, &location);
+  };
+  t.destroy = [](const PresetProvider* p) { delete static_cast<Provider*>(p->providerData); };
+  t.getMetadata = [](const PresetProvider*, std::uint32_t kind, const char*, const PresetMetadataReceiver* r) {
+    if (kind != kLocationPlugin || !r || !r->beginPreset) return false;
+    const UniversalPluginId id{"clap", kPluginId};
+    for (int k = 0; k < kProgramCount; ++k) {
+      if (!r->beginPreset(r, kFactoryPrograms[k].name, kLoadKeys[k])) return false;
+      if (r->addPluginId) r->addPluginId(r, &id);
+      if (r->setFlags) r->setFlags(r, kPresetIsFactoryContent);
+    }
+    return true;
+  };
+  t.getExtension = [](const PresetProvider*, const char*) -> const void* { return nullptr; };
+  return &provider->table;
+}
+
+const PresetDiscoveryFactory kPresetFactory = {
+    [](const PresetDiscoveryFactory*) -> std::uint32_t { return 1; },
+    [](const PresetDiscoveryFactory*, std::uint32_t index) -> const PresetProviderDescriptor* {
+      return index == 0 ? &kProviderDescriptor : nullptr;
+    },
+    [](const PresetDiscoveryFactory*, const PresetIndexer* indexer, const char* id) -> const PresetProvider* {
+      if (!id || std::strcmp(id, kProviderDescriptor.id) != 0) return nullptr;
+      return createProvider(indexer);
+    },
+};
+
+std::atomic<int> initCount{0};
+
+}  // namespace
+}  // namespace korro::clap
+
+extern "C" KORRO_CLAP_EXPORT const korro::clap::PluginEntry clap_entry = {
+    korro::clap::kAbiVersion,
+    // Hosts and wrappers may pair these loosely: count them.
+    [](const char*) {
+      korro::clap::initCount.fetch_add(1);
+      return true;
+    },
+    [] { korro::clap::initCount.fetch_sub(1); },
+    [](const char* id) -> const void* {
+      using namespace korro::clap;
+      if (!id) return nullptr;
+      if (std::strcmp(id, kPluginFactoryId) == 0) return &kPluginFactory;
+      if (std::strcmp(id, kPresetDiscoveryFactoryId) == 0 || std::strcmp(id, kPresetDiscoveryFactoryDraftId) == 0)
+        return &kPresetFactory;
+      return nullptr;
+    },
+};
+
+#if defined(_WIN32)
+// The editor loads its pictures from this module's resources.
+namespace {
+HINSTANCE moduleInstance = nullptr;
+}
+void* korro::moduleHandle() { return moduleInstance; }
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD, LPVOID) {
+  moduleInstance = instance;
+  return TRUE;
+}
+#endif

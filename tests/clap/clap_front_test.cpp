@@ -1,0 +1,566 @@
+// The CLAP plug-in through a host of our own, against the VST 2 module: the
+// same samples for the same pieces, state that survives a round trip and
+// refuses what is not a state, presets, the tail, and hostile calls.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "clap_host.h"
+#include "shell/programs.h"
+#include "support/alloc_counter.h"
+#include "support/module_fixture.h"
+
+namespace korro::test {
+namespace {
+
+using clap::Id;
+using Change = ClapInstance::Change;
+
+struct Block {
+  std::uint32_t frames;
+  std::vector<Change> changes;
+};
+
+StereoBuffer testInput(int frames, unsigned seed = 5) {
+  StereoBuffer in(frames);
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<float> u(-0.8f, 0.8f);
+  for (int i = 0; i < frames; ++i) {
+    const bool on = (i / 3000) % 3 != 2;
+    in.left[i] = on ? u(rng) : 0.0f;
+    in.right[i] = on ? u(rng) * 0.5f : 0.0f;
+  }
+  return in;
+}
+
+int totalFrames(const std::vector<Block>& script) {
+  int n = 0;
+  for (const Block& b : script) n += static_cast<int>(b.frames);
+  return n;
+}
+
+// The VST 2 module fed every block in pieces split at its changes.
+StereoBuffer renderVst(float rate, std::int32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in) {
+  host::Host h;
+  host::Plugin vst(builtModule(), h);
+  vst.start(rate, maxBlock);
+  StereoBuffer out(totalFrames(script));
+  std::uint32_t pos = 0;
+  for (const Block& b : script) {
+    std::uint32_t done = 0;
+    auto runTo = [&](std::uint32_t t) {
+      if (t <= done) return;
+      float* i[2] = {in.left.data() + pos + done, in.right.data() + pos + done};
+      float* o[2] = {out.left.data() + pos + done, out.right.data() + pos + done};
+      vst.processReplacing(i, o, static_cast<std::int32_t>(t - done));
+      done = t;
+    };
+    for (const Change& c : b.changes) {
+      runTo(std::min(c.time, b.frames));
+      vst.setParameter(static_cast<std::int32_t>(c.param), static_cast<float>(c.value));
+    }
+    runTo(b.frames);
+    pos += b.frames;
+  }
+  return out;
+}
+
+StereoBuffer renderClap(ClapInstance& fx, const std::vector<Block>& script, StereoBuffer& in) {
+  StereoBuffer out(totalFrames(script));
+  std::uint32_t pos = 0;
+  for (const Block& b : script) {
+    float* i[2] = {in.left.data() + pos, in.right.data() + pos};
+    float* o[2] = {out.left.data() + pos, out.right.data() + pos};
+    EXPECT_EQ(fx.process(i, o, b.frames, b.changes), clap::kProcessTail);
+    pos += b.frames;
+  }
+  return out;
+}
+
+StereoBuffer renderClap(float rate, std::uint32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in) {
+  ClapHost host;
+  ClapInstance fx(host);
+  EXPECT_TRUE(fx.activate(rate, maxBlock));
+  return renderClap(fx, script, in);
+}
+
+std::ptrdiff_t firstDifference(const StereoBuffer& a, const StereoBuffer& b) {
+  const auto l = std::mismatch(a.left.begin(), a.left.end(), b.left.begin()).first - a.left.begin();
+  const auto r = std::mismatch(a.right.begin(), a.right.end(), b.right.begin()).first - a.right.begin();
+  return std::min(l, r);
+}
+
+// Blocks of one length, with a change of one parameter at the start of some.
+std::vector<Block> evenBlocks(std::uint32_t length, int frames) {
+  std::vector<Block> script;
+  const Change changes[] = {{0, 1, 0.8}, {0, 2, 0.6}, {0, 4, 0.9}, {0, 3, 0.7}, {0, 0, 0.0}, {0, 0, 1.0}};
+  for (int pos = 0, b = 0; pos < frames; pos += static_cast<int>(length), ++b) {
+    Block block{std::min<std::uint32_t>(length, static_cast<std::uint32_t>(frames - pos)), {}};
+    if (b % 7 == 3) block.changes.push_back(changes[(b / 7) % 6]);
+    script.push_back(block);
+  }
+  return script;
+}
+
+TEST(ClapPlugin, DescriptorPortsAndParametersAsAHostReadsThem) {
+  const ClapModule& m = builtClap();
+  ASSERT_TRUE(m.error().empty()) << m.error();
+  const clap::PluginFactory* f = m.factory();
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(f->getPluginCount(f), 1u);
+  const clap::PluginDescriptor* d = f->getPluginDescriptor(f, 0);
+  EXPECT_EQ(f->getPluginDescriptor(f, 1), nullptr);
+  EXPECT_STREQ(d->id, "org.example.korro-tarrow.tarrow");
+  EXPECT_STREQ(d->name, "Korro Tarrow");
+  EXPECT_STREQ(d->version, "1.2.0");
+  std::vector<std::string> features;
+  for (const char* const* p = d->features; *p; ++p) features.push_back(*p);
+  EXPECT_EQ(features, (std::vector<std::string>{"audio-effect", "reverb", "stereo"}));
+  ClapHost host;
+  EXPECT_EQ(f->createPlugin(f, &host.record, "org.example.other"), nullptr);
+  EXPECT_EQ(m.entry()->getFactory("clap.unknown-factory"), nullptr);
+
+  ClapInstance fx(host);
+  ASSERT_TRUE(fx);
+  EXPECT_EQ(fx.plugin()->getExtension(fx.plugin(), "clap.note-ports"), nullptr);
+  const auto* ports = fx.ext<clap::PluginAudioPorts>(clap::kAudioPortsId);
+  for (bool input : {true, false}) {
+    ASSERT_EQ(ports->count(fx.plugin(), input), 1u);
+    clap::AudioPortInfo info{};
+    ASSERT_TRUE(ports->get(fx.plugin(), 0, input, &info));
+    EXPECT_EQ(info.channelCount, 2u);
+    EXPECT_EQ(info.flags & clap::kPortIsMain, clap::kPortIsMain);
+    EXPECT_STREQ(info.portType, "stereo");
+    EXPECT_EQ(info.inPlacePair, input ? 1u : 0u);
+    EXPECT_EQ(info.id, input ? 0u : 1u);
+    EXPECT_FALSE(ports->get(fx.plugin(), 1, input, &info));
+  }
+
+  const auto* params = fx.ext<clap::PluginParams>(clap::kParamsId);
+  ASSERT_EQ(params->count(fx.plugin()), 5u);
+  const char* names[] = {"Bypass", "Decay", "Damp", "Output", "Mix"};
+  const double defaults[] = {1.0, 0.5, 0.1, 0.5, 0.5};
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    clap::ParamInfo info{};
+    ASSERT_TRUE(params->getInfo(fx.plugin(), i, &info));
+    EXPECT_EQ(info.id, i);
+    EXPECT_STREQ(info.name, names[i]);
+    EXPECT_EQ(info.minValue, 0.0);
+    EXPECT_EQ(info.maxValue, 1.0);
+    EXPECT_EQ(info.defaultValue, static_cast<double>(static_cast<float>(defaults[i])));
+    EXPECT_TRUE(info.flags & clap::kParamIsAutomatable);
+    EXPECT_FALSE(info.flags & clap::kParamIsBypass) << "it does not pass the input through";
+    EXPECT_EQ((info.flags & clap::kParamIsStepped) != 0, i == 0);
+    EXPECT_EQ(fx.value(i), static_cast<double>(static_cast<float>(defaults[i])));
+  }
+  clap::ParamInfo info{};
+  EXPECT_FALSE(params->getInfo(fx.plugin(), 5, &info));
+  double v = 7.0;
+  EXPECT_FALSE(params->getValue(fx.plugin(), 5, &v));
+
+  const struct {
+    Id id;
+    double value;
+    const char* text;
+  } texts[] = {{0, 1.0, "on"}, {0, 0.0, "off"}, {1, 0.5, "50%"}, {2, 1.0, "100%"},
+               {3, 0.5, "0.00dB"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}};
+  for (const auto& t : texts) {
+    char out[64] = {};
+    ASSERT_TRUE(params->valueToText(fx.plugin(), t.id, t.value, out, sizeof out));
+    EXPECT_STREQ(out, t.text);
+    double back = -1.0;
+    ASSERT_TRUE(params->textToValue(fx.plugin(), t.id, t.text, &back));
+    EXPECT_EQ(back, t.value) << t.text;
+  }
+  char out[4];
+  EXPECT_FALSE(params->valueToText(fx.plugin(), 3, 0.5, out, sizeof out)) << "too small for \"0.00dB\"";
+  EXPECT_FALSE(params->textToValue(fx.plugin(), 9, "50%", &v));
+  EXPECT_FALSE(params->textToValue(fx.plugin(), 1, "fifty", &v));
+}
+
+TEST(ClapPlugin, RendersLikeTheVstModuleAtEveryBlockLength) {
+  for (float rate : {44100.0f, 96000.0f}) {
+    for (std::uint32_t block : {512u, 64u, 333u}) {
+      SCOPED_TRACE(::testing::Message() << rate << " Hz, blocks of " << block);
+      const int frames = 20000;
+      StereoBuffer in = testInput(frames);
+      const std::vector<Block> script = evenBlocks(block, frames);
+      const StereoBuffer vst = renderVst(rate, static_cast<std::int32_t>(block), script, in);
+      const StereoBuffer clapOut = renderClap(rate, block, script, in);
+      EXPECT_EQ(firstDifference(vst, clapOut), frames);
+    }
+  }
+}
+
+TEST(ClapPlugin, ChangesInsideABlockSplitItAtTheirTime) {
+  std::mt19937 rng(3);
+  std::vector<Block> script;
+  for (int b = 0; b < 60; ++b) {
+    Block block{512, {}};
+    std::uniform_int_distribution<std::uint32_t> at(0, 511);
+    std::vector<std::uint32_t> times = {at(rng), at(rng), at(rng)};
+    std::sort(times.begin(), times.end());
+    for (std::uint32_t t : times)
+      block.changes.push_back({t, static_cast<Id>(rng() % 5), std::uniform_real_distribution<double>(0, 1)(rng)});
+    if (b % 10 == 4) block.changes.push_back({511, 1, 0.95});  // the block's last frame
+    if (b % 10 == 7) block.changes.push_back({9999, 2, 0.3});  // past its end: after the last frame
+    script.push_back(block);
+  }
+  for (float rate : {44100.0f, 96000.0f}) {
+    SCOPED_TRACE(rate);
+    StereoBuffer in = testInput(totalFrames(script), 9);
+    const StereoBuffer vst = renderVst(rate, 512, script, in);
+    const StereoBuffer clapOut = renderClap(rate, 512, script, in);
+    EXPECT_EQ(firstDifference(vst, clapOut), totalFrames(script));
+  }
+}
+
+// ---------------------------------------------------------------- state
+
+struct MemoryStream {
+  std::vector<unsigned char> bytes;
+  std::size_t pos = 0;
+  std::size_t chunk = SIZE_MAX;    // the most one call moves
+  std::size_t failAt = SIZE_MAX;   // the position from which calls fail
+  clap::OutputStream out{};
+  clap::InputStream in{};
+  MemoryStream() {
+    out.ctx = in.ctx = this;
+    out.write = [](const clap::OutputStream* s, const void* data, std::uint64_t size) -> std::int64_t {
+      auto* m = static_cast<MemoryStream*>(s->ctx);
+      if (m->bytes.size() >= m->failAt) return -1;
+      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->failAt - m->bytes.size()});
+      m->bytes.insert(m->bytes.end(), static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + n);
+      return static_cast<std::int64_t>(n);
+    };
+    in.read = [](const clap::InputStream* s, void* data, std::uint64_t size) -> std::int64_t {
+      auto* m = static_cast<MemoryStream*>(s->ctx);
+      if (m->pos >= m->failAt) return -1;
+      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->bytes.size() - m->pos, m->failAt - m->pos});
+      std::memcpy(data, m->bytes.data() + m->pos, n);
+      m->pos += n;
+      return static_cast<std::int64_t>(n);
+    };
+  }
+};
+
+std::vector<unsigned char> saved(ClapInstance& fx, std::size_t chunk = SIZE_MAX) {
+  MemoryStream s;
+  s.chunk = chunk;
+  EXPECT_TRUE(fx.ext<clap::PluginState>(clap::kStateId)->save(fx.plugin(), &s.out));
+  return s.bytes;
+}
+
+bool load(ClapInstance& fx, MemoryStream& s) { return fx.ext<clap::PluginState>(clap::kStateId)->load(fx.plugin(), &s.in); }
+
+TEST(ClapPlugin, StateCarriesEverythingAUserChangedToAnotherInstance) {
+  ClapHost hostA, hostB;
+  ClapInstance a(hostA), b(hostB);
+  ASSERT_TRUE(a.activate(48000, 256) && b.activate(48000, 256));
+  StereoBuffer in = testInput(256), out(256);
+  // Program 5, Decay and Output changed, a program renamed through the state's program table.
+  const auto* presets = a.ext<clap::PluginPresetLoad>(clap::kPresetLoadId);
+  ASSERT_TRUE(presets->fromLocation(a.plugin(), clap::kLocationPlugin, nullptr, "5"));
+  a.process(in.channels(), out.channels(), 256, {{0, 1, 0.83}, {10, 3, 0.61}, {20, 4, 0.4}});
+
+  // Written and read a few bytes at a time, as some hosts' streams move them.
+  MemoryStream s;
+  s.bytes = saved(a, 7);
+  s.chunk = 5;
+  ASSERT_TRUE(load(b, s));
+  EXPECT_EQ(saved(b), saved(a));
+  EXPECT_GE(hostB.rescans, 1) << "the host learns of the new values";
+  for (Id i = 0; i < 5; ++i) EXPECT_EQ(b.value(i), a.value(i)) << i;
+
+  // From here both render the same; the loaded one restarted its reverb, so restart the other too.
+  a.plugin()->reset(a.plugin());
+  StereoBuffer inA = testInput(8000), inB = testInput(8000);
+  const std::vector<Block> script = evenBlocks(256, 8000);
+  EXPECT_EQ(firstDifference(renderClap(a, script, inA), renderClap(b, script, inB)), 8000);
+}
+
+TEST(ClapPlugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
+  ClapHost host;
+  ClapInstance source(host), target(host);
+  ASSERT_TRUE(source.activate(44100, 128) && target.activate(44100, 128));
+  StereoBuffer in(128), out(128);
+  source.process(in.channels(), out.channels(), 128, {{0, 1, 0.9}, {0, 2, 0.7}});
+  const std::vector<unsigned char> good = saved(source);
+  ASSERT_EQ(good.size(), 12u + 472u);
+  const std::vector<unsigned char> before = saved(target);
+
+  auto refused = [&](std::vector<unsigned char> bytes, std::size_t failAt, const char* what) {
+    MemoryStream s;
+    s.bytes = std::move(bytes);
+    s.failAt = failAt;
+    EXPECT_FALSE(load(target, s)) << what;
+    EXPECT_EQ(saved(target), before) << what;
+  };
+  for (std::size_t n : {std::size_t{0}, std::size_t{3}, std::size_t{11}, std::size_t{12}, std::size_t{200},
+                        good.size() - 1})
+    refused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(n)}, SIZE_MAX, "truncated");
+  refused(good, 100, "a stream that fails midway");
+  auto changed = [&](std::size_t at, unsigned char v) {
+    std::vector<unsigned char> b = good;
+    b[at] = v;
+    return b;
+  };
+  refused(changed(0, 'X'), SIZE_MAX, "unknown magic");
+  refused(changed(4, 2), SIZE_MAX, "unknown version");
+  refused(changed(8, 0xd7), SIZE_MAX, "another length");
+  refused(changed(12, 8), SIZE_MAX, "program number out of range");
+  std::vector<unsigned char> nan = good;
+  const float bad = NAN;
+  std::memcpy(nan.data() + 12 + 4 + 20 + 56 * 3 + 8, &bad, 4);  // program 3's Damp
+  refused(nan, SIZE_MAX, "a value that is not finite");
+  std::vector<unsigned char> garbage(600);
+  std::mt19937 rng(1);
+  for (auto& c : garbage) c = static_cast<unsigned char>(rng());
+  refused(garbage, SIZE_MAX, "garbage");
+
+  // A host's stream that goes on past the state: the rest is not the state's.
+  MemoryStream longer;
+  longer.bytes = good;
+  longer.bytes.insert(longer.bytes.end(), 50, 0xee);
+  ASSERT_TRUE(load(target, longer));
+  EXPECT_EQ(longer.pos, good.size());
+  EXPECT_EQ(saved(target), good);
+}
+
+TEST(ClapPlugin, ValuesTheEngineCouldNotUseAreSavedAsTheOnesItUses) {
+  ClapHost host;
+  ClapInstance a(host), b(host);
+  ASSERT_TRUE(a.activate(44100, 64) && b.activate(44100, 64));
+  StereoBuffer in(64), out(64);
+  a.process(in.channels(), out.channels(), 64, {{0, 1, 0.3}, {0, 3, 0.8}});
+  a.process(in.channels(), out.channels(), 64, {{0, 1, NAN}, {0, 3, INFINITY}, {0, 4, -5.0}});
+  MemoryStream s;
+  s.bytes = saved(a);
+  ASSERT_TRUE(load(b, s)) << "every saved state loads again";
+  EXPECT_EQ(b.value(1), static_cast<double>(0.3f)) << "Decay NaN: the engine kept 0.3";
+  EXPECT_EQ(b.value(3), 1.0) << "Output +inf: the engine uses 1";
+  EXPECT_EQ(b.value(4), -5.0) << "finite values stay as stored";
+}
+
+// ---------------------------------------------------------------- presets, reset, tail
+
+TEST(ClapPlugin, FactoryProgramsAreDiscoveredAndLoadedByTheirNumber) {
+  const auto* f = static_cast<const clap::PresetDiscoveryFactory*>(
+      builtClap().entry()->getFactory(clap::kPresetDiscoveryFactoryId));
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(f->count(f), 1u);
+  struct Found {
+    std::vector<clap::PresetLocation> locations;
+    std::vector<std::pair<std::string, std::string>> presets;
+    std::vector<std::string> ids;
+    std::vector<std::uint32_t> flags;
+  } found;
+  clap::PresetIndexer indexer{};
+  indexer.indexerData = &found;
+  indexer.declareLocation = [](const clap::PresetIndexer* ix, const clap::PresetLocation* l) {
+    static_cast<Found*>(ix->indexerData)->locations.push_back(*l);
+    return true;
+  };
+  const clap::PresetProvider* provider = f->create(f, &indexer, f->getDescriptor(f, 0)->id);
+  ASSERT_NE(provider, nullptr);
+  ASSERT_TRUE(provider->init(provider));
+  ASSERT_EQ(found.locations.size(), 1u);
+  EXPECT_EQ(found.locations[0].kind, clap::kLocationPlugin);
+  EXPECT_EQ(found.locations[0].location, nullptr);
+  clap::PresetMetadataReceiver r{};
+  r.receiverData = &found;
+  r.beginPreset = [](const clap::PresetMetadataReceiver* rr, const char* name, const char* key) {
+    static_cast<Found*>(rr->receiverData)->presets.emplace_back(name, key);
+    return true;
+  };
+  r.addPluginId = [](const clap::PresetMetadataReceiver* rr, const clap::UniversalPluginId* id) {
+    static_cast<Found*>(rr->receiverData)->ids.push_back(std::string(id->abi) + ":" + id->id);
+  };
+  r.setFlags = [](const clap::PresetMetadataReceiver* rr, std::uint32_t flags) {
+    static_cast<Found*>(rr->receiverData)->flags.push_back(flags);
+  };
+  ASSERT_TRUE(provider->getMetadata(provider, clap::kLocationPlugin, nullptr, &r));
+  provider->destroy(provider);
+  const char* names[] = {"Basic Spring",      "Short Spring",        "Typical Spring",          "Long spring",
+                         "FenderTwin Reverb", "Vocal insert medium", "Singing in the bathroom", "Lo-Fi Drums"};
+  ASSERT_EQ(found.presets.size(), 8u);
+  for (int k = 0; k < 8; ++k) EXPECT_EQ(found.presets[k].first, names[k]);
+  EXPECT_EQ(found.ids, std::vector<std::string>(8, "clap:org.example.korro-tarrow.tarrow"));
+  EXPECT_EQ(found.flags, std::vector<std::uint32_t>(8, clap::kPresetIsFactoryContent));
+
+  ClapHost host;
+  ClapInstance fx(host);
+  ASSERT_TRUE(fx.activate(44100, 64));
+  const auto* load = fx.ext<clap::PluginPresetLoad>(clap::kPresetLoadId);
+  for (int k = 0; k < 8; ++k) {
+    ASSERT_TRUE(load->fromLocation(fx.plugin(), clap::kLocationPlugin, nullptr, found.presets[k].second.c_str()));
+    EXPECT_EQ(fx.value(1), static_cast<double>(kFactoryPrograms[k].decay)) << names[k];
+    EXPECT_EQ(fx.value(2), static_cast<double>(kFactoryPrograms[k].damp)) << names[k];
+  }
+  EXPECT_EQ(host.presetsLoaded.size(), 8u);
+  EXPECT_FALSE(load->fromLocation(fx.plugin(), clap::kLocationPlugin, nullptr, "8"));
+  EXPECT_FALSE(load->fromLocation(fx.plugin(), clap::kLocationPlugin, nullptr, "2x"));
+  EXPECT_FALSE(load->fromLocation(fx.plugin(), clap::kLocationFile, "/tmp/x", "1"));
+  EXPECT_EQ(host.presetErrors.size(), 3u);
+}
+
+TEST(ClapPlugin, ResetSoundsLikeAFreshActivation) {
+  ClapHost host;
+  ClapInstance used(host), fresh(host);
+  ASSERT_TRUE(used.activate(96000, 256) && fresh.activate(96000, 256));
+  StereoBuffer warm = testInput(6000, 2);
+  std::vector<Block> warmUp = evenBlocks(256, 6000);
+  for (Block& b : warmUp) b.changes.clear();  // the same settings as the fresh one
+  renderClap(used, warmUp, warm);
+  used.plugin()->reset(used.plugin());
+  StereoBuffer in1 = testInput(6000, 4), in2 = testInput(6000, 4);
+  const std::vector<Block> script = evenBlocks(256, 6000);
+  EXPECT_EQ(firstDifference(renderClap(used, script, in1), renderClap(fresh, script, in2)), 6000);
+}
+
+// The last frame at or above −120 dBFS after a 0 dBFS burst ends.
+std::int64_t lastAudibleFrame(ClapInstance& fx, std::int64_t frames) {
+  constexpr int kBlock = 4096;
+  StereoBuffer in(kBlock), out(kBlock);
+  std::int64_t last = -1;
+  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
+    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
+    fx.process(in.channels(), out.channels(), kBlock);
+    for (int i = 0; i < kBlock; ++i)
+      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
+  }
+  return last;
+}
+
+TEST(ClapPlugin, TheTailIsNeverShorterThanARenderShows) {
+  const struct {
+    float rate;
+    double decay, damp, output;
+  } settings[] = {{44100, 0.5, 0.1, 0.5}, {44100, 1.0, 0.0, 1.0}, {96000, 1.0, 1.0, 1.0},
+                  {44100, 0.0, 0.0, 1.0}, {48000, 0.76, 1.0, 0.5}, {44100, 0.5, 0.1, 0.0}};
+  for (const auto& s : settings) {
+    SCOPED_TRACE(::testing::Message() << s.rate << " Hz, decay " << s.decay << ", damp " << s.damp << ", output "
+                                      << s.output);
+    ClapHost host;
+    ClapInstance fx(host);
+    ASSERT_TRUE(fx.activate(s.rate, 4096));
+    StereoBuffer in(16), out(16);
+    fx.process(in.channels(), out.channels(), 16, {{0, 1, s.decay}, {0, 2, s.damp}, {0, 3, s.output}, {0, 4, 1.0}});
+    EXPECT_EQ(host.tailChanged, s.decay == 0.5 && s.output == 0.5 ? 0 : 1) << "told from process when it changed";
+    const auto* tail = fx.ext<clap::PluginTail>(clap::kTailId);
+    const std::uint32_t reported = tail->get(fx.plugin());
+    ASSERT_LT(reported, static_cast<std::uint32_t>(INT32_MAX));
+    const std::int64_t last = lastAudibleFrame(fx, reported + 44100);
+    EXPECT_LE(last, static_cast<std::int64_t>(reported));
+    if (s.output > 0) {
+      EXPECT_GT(last, 0) << "the reverb rings at all";
+    }
+  }
+}
+
+// ---------------------------------------------------------------- hostile calls
+
+TEST(ClapPlugin, HostileCallsNeitherCrashNorGiveNaN) {
+  ClapHost host;
+  ClapInstance fx(host);
+  const clap::Plugin* p = fx.plugin();
+  StereoBuffer in = testInput(512), out(512);
+  float* i[2] = {in.left.data(), in.right.data()};
+  float* o[2] = {out.left.data(), out.right.data()};
+  EXPECT_EQ(fx.process(i, o, 512), clap::kProcessError) << "before activate";
+  EXPECT_FALSE(p->startProcessing(p));
+  ASSERT_TRUE(fx.activate(44100, 256));
+
+  EXPECT_EQ(fx.process(i, o, 0, {{0, 1, 0.9}}), clap::kProcessTail);
+  EXPECT_EQ(fx.value(1), static_cast<double>(0.9f)) << "a change in an empty block still applies";
+  EXPECT_EQ(fx.process(i, o, 512, {{3, 77, 0.5}, {9, 1, NAN}, {10, 3, 1e30}, {11, 2, -INFINITY}, {600, 4, 2.0}}),
+            clap::kProcessTail)
+      << "longer than announced, unknown id, values out of range, an event past the end";
+  EXPECT_TRUE(std::isnan(fx.value(1)));
+  EXPECT_EQ(fx.value(4), 2.0);
+
+  // Missing ports, channels and pointers.
+  const auto* params = fx.ext<clap::PluginParams>(clap::kParamsId);
+  float* nulls[2] = {nullptr, nullptr};
+  clap::AudioBuffer none{nullptr, nullptr, 0, 0, 0};
+  clap::AudioBuffer mono{i, nullptr, 1, 0, 0};
+  clap::AudioBuffer empty{nulls, nullptr, 2, 0, 0};
+  clap::AudioBuffer stereoOut{o, nullptr, 2, 0, 0};
+  for (const auto& [input, output, inputs, outputs] :
+       {std::tuple{&none, &stereoOut, 0u, 1u}, std::tuple{&mono, &stereoOut, 1u, 1u},
+        std::tuple{&empty, &empty, 1u, 1u}, std::tuple{&stereoOut, &none, 1u, 0u},
+        std::tuple{static_cast<clap::AudioBuffer*>(nullptr), static_cast<clap::AudioBuffer*>(nullptr), 1u, 1u}}) {
+    clap::Process pr{-1, 300, nullptr, input, output, inputs, outputs, nullptr, nullptr};
+    EXPECT_EQ(p->process(p, &pr), clap::kProcessTail);
+  }
+  EXPECT_EQ(p->process(p, nullptr), clap::kProcessError);
+  params->flush(p, nullptr, nullptr);
+  for (int b = 0; b < 100; ++b) {
+    fx.process(i, o, 256);
+    for (int k = 0; k < 256; ++k) ASSERT_TRUE(std::isfinite(out.left[k]) && std::isfinite(out.right[k]));
+  }
+  EXPECT_FALSE(fx.ext<clap::PluginState>(clap::kStateId)->load(p, nullptr));
+}
+
+TEST(ClapPlugin, ProcessingAllocatesNothing) {
+  ClapHost host;
+  ClapInstance fx(host);
+  ASSERT_TRUE(fx.activate(96000, 512));
+  StereoBuffer in = testInput(512), out(512);
+  clap::ParamValueEvent events[3] = {};
+  for (int k = 0; k < 3; ++k) {
+    events[k].header = {sizeof(clap::ParamValueEvent), static_cast<std::uint32_t>(100 * k), 0, clap::kParamValueEvent, 0};
+    events[k].paramId = static_cast<Id>(k + 1);
+    events[k].value = 0.3 + 0.2 * k;
+  }
+  clap::InputEvents list{events, [](const clap::InputEvents*) -> std::uint32_t { return 3; },
+                         [](const clap::InputEvents* l, std::uint32_t n) -> const clap::EventHeader* {
+                           return &static_cast<clap::ParamValueEvent*>(l->ctx)[n].header;
+                         }};
+  clap::OutputEvents sink{nullptr, [](const clap::OutputEvents*, const clap::EventHeader*) { return true; }};
+  clap::AudioBuffer ib{in.channels(), nullptr, 2, 0, 0}, ob{out.channels(), nullptr, 2, 0, 0};
+  clap::Process p{-1, 512, nullptr, &ib, &ob, 1, 1, &list, &sink};
+  const clap::Plugin* plugin = fx.plugin();
+  plugin->process(plugin, &p);
+  AllocationWatch watch;
+  for (int b = 0; b < 50; ++b) {
+    events[0].value = b % 2 ? 0.2 : 0.9;  // the tail changes too
+    plugin->process(plugin, &p);
+    if (b == 20) plugin->reset(plugin);
+  }
+  fx.ext<clap::PluginParams>(clap::kParamsId)->flush(plugin, &list, &sink);
+  EXPECT_EQ(watch.count(), 0);
+}
+
+TEST(ClapPlugin, TheEditorIsOfferedWhateverTheHostOffersButNeedsItsTimer) {
+  ClapHost bare;
+  bare.offerExtensions = false;
+  ClapInstance fx(bare);
+  const auto* gui = fx.ext<clap::PluginGui>(clap::kGuiId);
+  ASSERT_NE(gui, nullptr);
+  EXPECT_TRUE(gui->isApiSupported(fx.plugin(), "x11", false));
+  EXPECT_FALSE(gui->isApiSupported(fx.plugin(), "x11", true));
+  EXPECT_FALSE(gui->isApiSupported(fx.plugin(), "wayland", false));
+  EXPECT_FALSE(gui->create(fx.plugin(), "x11", false)) << "no timer: no editor that never idles";
+
+  ClapHost host;
+  ClapInstance withTimer(host);
+  ASSERT_TRUE(gui->create(withTimer.plugin(), "x11", false));
+  EXPECT_EQ(host.timersRegistered, 1);
+  std::uint32_t w = 0, h = 0;
+  ASSERT_TRUE(gui->getSize(withTimer.plugin(), &w, &h));
+  EXPECT_EQ(w, 300u);
+  EXPECT_EQ(h, 196u);
+  EXPECT_FALSE(gui->canResize(withTimer.plugin()));
+  EXPECT_TRUE(gui->setSize(withTimer.plugin(), 300, 196));
+  EXPECT_FALSE(gui->setSize(withTimer.plugin(), 400, 196));
+  gui->destroy(withTimer.plugin());
+}
+
+}  // namespace
+}  // namespace korro::test

@@ -1,0 +1,153 @@
+#include "clap_host.h"
+
+#include <dlfcn.h>
+
+#include <cstring>
+
+namespace korro::test {
+
+namespace {
+
+ClapHost* hostOf(const clap::Host* h) { return static_cast<ClapHost*>(h->hostData); }
+
+const clap::HostTail kTail = {[](const clap::Host* h) { ++hostOf(h)->tailChanged; }};
+const clap::HostParams kParams = {
+    [](const clap::Host* h, std::uint32_t) { ++hostOf(h)->rescans; },
+    [](const clap::Host*, clap::Id, std::uint32_t) {},
+    [](const clap::Host* h) { ++hostOf(h)->flushRequests; },
+};
+const clap::HostTimerSupport kTimers = {
+    [](const clap::Host* h, std::uint32_t, clap::Id* id) {
+      *id = static_cast<clap::Id>(++hostOf(h)->timersRegistered);
+      return true;
+    },
+    [](const clap::Host*, clap::Id) { return true; },
+};
+const clap::HostPresetLoad kPresetLoad = {
+    [](const clap::Host* h, std::uint32_t, const char*, const char* key, std::int32_t, const char*) {
+      hostOf(h)->presetErrors.push_back(key ? key : "(null)");
+    },
+    [](const clap::Host* h, std::uint32_t, const char*, const char* key) { hostOf(h)->presetsLoaded.push_back(key); },
+};
+
+struct EventList {
+  std::vector<clap::ParamValueEvent> events;
+  clap::InputEvents in{};
+  EventList() {
+    in.ctx = this;
+    in.size = [](const clap::InputEvents* l) {
+      return static_cast<std::uint32_t>(static_cast<EventList*>(l->ctx)->events.size());
+    };
+    in.get = [](const clap::InputEvents* l, std::uint32_t i) -> const clap::EventHeader* {
+      auto& e = static_cast<EventList*>(l->ctx)->events;
+      return i < e.size() ? &e[i].header : nullptr;
+    };
+  }
+};
+
+}  // namespace
+
+ClapModule::ClapModule(const std::string& path) {
+  handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!handle_) {
+    error_ = dlerror();
+    return;
+  }
+  entry_ = static_cast<const clap::PluginEntry*>(dlsym(handle_, "clap_entry"));
+  if (!entry_ || !entry_->init(path.c_str())) error_ = "no clap_entry, or it refused to start";
+}
+
+ClapModule::~ClapModule() {
+  if (entry_) entry_->deinit();
+  if (handle_) dlclose(handle_);
+}
+
+const clap::PluginFactory* ClapModule::factory() const {
+  return entry_ ? static_cast<const clap::PluginFactory*>(entry_->getFactory(clap::kPluginFactoryId)) : nullptr;
+}
+
+const ClapModule& builtClap() {
+  static const ClapModule module(KORRO_CLAP_PATH);
+  return module;
+}
+
+ClapHost::ClapHost() {
+  record.abi = clap::kAbiVersion;
+  record.hostData = this;
+  record.name = "korro test host";
+  record.vendor = record.url = record.version = "";
+  record.getExtension = [](const clap::Host* h, const char* id) -> const void* {
+    ClapHost* self = hostOf(h);
+    if (!self->offerExtensions) return nullptr;
+    if (!std::strcmp(id, clap::kTailId)) return &kTail;
+    if (!std::strcmp(id, clap::kParamsId)) return &kParams;
+    if (!std::strcmp(id, clap::kTimerSupportId)) return self->offerTimers ? &kTimers : nullptr;
+    if (!std::strcmp(id, clap::kPresetLoadId)) return &kPresetLoad;
+    return nullptr;
+  };
+  record.requestRestart = record.requestProcess = record.requestCallback = [](const clap::Host*) {};
+}
+
+ClapInstance::ClapInstance(ClapHost& host) {
+  const clap::PluginFactory* f = builtClap().factory();
+  if (!f) return;
+  plugin_ = f->createPlugin(f, &host.record, f->getPluginDescriptor(f, 0)->id);
+  if (plugin_ && !plugin_->init(plugin_)) {
+    plugin_->destroy(plugin_);
+    plugin_ = nullptr;
+  }
+}
+
+ClapInstance::~ClapInstance() {
+  if (!plugin_) return;
+  if (active_) {
+    plugin_->stopProcessing(plugin_);
+    plugin_->deactivate(plugin_);
+  }
+  plugin_->destroy(plugin_);
+}
+
+bool ClapInstance::activate(double rate, std::uint32_t maxFrames) {
+  active_ = plugin_->activate(plugin_, rate, 1, maxFrames) && plugin_->startProcessing(plugin_);
+  return active_;
+}
+
+std::int32_t ClapInstance::process(float* const in[2], float* const out[2], std::uint32_t frames,
+                                   const std::vector<Change>& changes, std::vector<clap::EventHeader*>* sent) {
+  EventList list;
+  for (const Change& c : changes) {
+    clap::ParamValueEvent e{};
+    e.header = {sizeof e, c.time, clap::kCoreEventSpace, clap::kParamValueEvent, 0};
+    e.paramId = c.param;
+    e.noteId = -1;
+    e.portIndex = e.channel = e.key = -1;
+    e.value = c.value;
+    list.events.push_back(e);
+  }
+  struct Out {
+    clap::OutputEvents table{};
+    std::vector<clap::EventHeader*>* sent;
+  } outEvents;
+  outEvents.sent = sent;
+  outEvents.table.ctx = &outEvents;
+  outEvents.table.tryPush = [](const clap::OutputEvents* l, const clap::EventHeader* h) {
+    auto* self = static_cast<Out*>(l->ctx);
+    if (!self->sent) return true;
+    auto* copy = static_cast<clap::EventHeader*>(::operator new(h->size));
+    std::memcpy(copy, h, h->size);
+    self->sent->push_back(copy);
+    return true;
+  };
+  clap::AudioBuffer input{const_cast<float**>(in), nullptr, 2, 0, 0};
+  clap::AudioBuffer output{const_cast<float**>(out), nullptr, 2, 0, 0};
+  clap::Process p{-1, frames, nullptr, &input, &output, 1, 1, &list.in, &outEvents.table};
+  return plugin_->process(plugin_, &p);
+}
+
+double ClapInstance::value(clap::Id id) const {
+  double v = -1.0;
+  ext<clap::PluginParams>(clap::kParamsId)->getValue(plugin_, id, &v);
+  return v;
+}
+
+}  // namespace korro::test

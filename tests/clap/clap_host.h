@@ -1,0 +1,70 @@
+// A small in-process CLAP host: loads the built .clap as a host does, keeps
+// what the plug-in asks of it, and runs blocks with events.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "clap/clap_abi.h"
+
+namespace korro::test {
+
+class ClapModule {
+ public:
+  explicit ClapModule(const std::string& path);
+  ~ClapModule();
+  const clap::PluginEntry* entry() const { return entry_; }
+  const clap::PluginFactory* factory() const;
+  const std::string& error() const { return error_; }
+
+ private:
+  void* handle_ = nullptr;
+  const clap::PluginEntry* entry_ = nullptr;
+  std::string error_;
+};
+
+const ClapModule& builtClap();
+
+// The host side: extensions offered on request, calls counted.
+struct ClapHost {
+  ClapHost();
+  clap::Host record{};
+  bool offerTimers = true;
+  bool offerExtensions = true;
+  int tailChanged = 0;
+  int flushRequests = 0;
+  int rescans = 0;
+  int timersRegistered = 0;
+  std::vector<std::string> presetsLoaded;
+  std::vector<std::string> presetErrors;
+};
+
+// One plug-in instance with the host it was made for.
+class ClapInstance {
+ public:
+  explicit ClapInstance(ClapHost& host);
+  ~ClapInstance();
+  explicit operator bool() const { return plugin_ != nullptr; }
+  const clap::Plugin* plugin() const { return plugin_; }
+  template <typename T>
+  const T* ext(const char* id) const {
+    return static_cast<const T*>(plugin_->getExtension(plugin_, id));
+  }
+
+  bool activate(double rate, std::uint32_t maxFrames);
+  // Replaces out with the block's output; events are (frame, parameter, value).
+  struct Change {
+    std::uint32_t time;
+    clap::Id param;
+    double value;
+  };
+  std::int32_t process(float* const in[2], float* const out[2], std::uint32_t frames,
+                       const std::vector<Change>& changes = {}, std::vector<clap::EventHeader*>* sent = nullptr);
+  double value(clap::Id id) const;
+
+ private:
+  const clap::Plugin* plugin_ = nullptr;
+  bool active_ = false;
+};
+
+}  // namespace korro::test
