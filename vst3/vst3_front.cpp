@@ -1,0 +1,897 @@
+// The reverb as a VST3 plug-in: one object that is the component, the audio
+// processor, the edit controller and the unit info, over the same effect the
+// VST 2 module exports, driven through its record as a VST 2 host drives it.
+// Parameter changes split a block at their offsets, so a render equals the
+// VST 2 module fed the same pieces.
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "korro/version.h"
+#include "shell/parameter_table.h"
+#include "shell/reverb_effect.h"
+#include "shell/state_stream.h"
+#include "shell/tail.h"
+#include "vst3_abi.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include "shell/module_handle.h"
+#define KORRO_VST3_EXPORT extern "C" __declspec(dllexport)
+#else
+#define KORRO_VST3_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+namespace korro::vst3 {
+namespace {
+
+// Fixed for ever: hosts store them in sessions.
+constexpr Tuid kReverbClassId = makeTuid(0x4B725477, 0x6B6F7272, 0x6F546172, 0x726F7733);
+constexpr ParamId kProgramParam = 1000;
+constexpr std::int32_t kProgramListId = 1;
+constexpr std::int32_t kProgramSteps = kProgramCount - 1;
+constexpr const char* kVendor = "Korro Tarrow";
+constexpr const char* kVendorUrl = "https://korro-tarrow.example.org";
+#if defined(_WIN32)
+constexpr const char* kPlatformType = "HWND";
+#else
+constexpr const char* kPlatformType = "X11EmbedWindowID";
+#endif
+constexpr std::uint32_t kIdleMs = 30;
+constexpr std::int32_t kVendorScale = fourCharCode('P', 'r', 'e', 'S');
+constexpr std::int32_t kVendorScaleValue = fourCharCode('A', 'e', 'C', 's');
+
+bool same(const Tuid* a, const Tuid& b) { return a && std::memcmp(a->bytes, b.bytes, 16) == 0; }
+
+template <std::size_t N>
+void copyText(char16 (&out)[N], const char* text) {
+  std::size_t i = 0;
+  for (; text && text[i] && i + 1 < N; ++i) out[i] = static_cast<unsigned char>(text[i]);
+  out[i] = 0;
+}
+void copyText(char16* out, std::size_t n, const char* text) {
+  std::size_t i = 0;
+  for (; text && text[i] && i + 1 < n; ++i) out[i] = static_cast<unsigned char>(text[i]);
+  out[i] = 0;
+}
+template <std::size_t N>
+void copyText(char (&out)[N], const char* text) {
+  std::snprintf(out, N, "%s", text);
+}
+
+// A face of an object: the table the host calls through, and its owner.
+template <typename Table, typename Owner>
+struct Face {
+  const Table* table;
+  Owner* owner;
+  static Owner* of(void* self) { return static_cast<Face*>(self)->owner; }
+};
+
+class Reverb;
+
+// ---------------------------------------------------------------- editor view
+
+class View {
+ public:
+  explicit View(Reverb* owner);
+  ~View();
+
+  Result query(const Tuid* iid, void** out) {
+    if (!out) return kInvalidArgument;
+    if (same(iid, kFUnknownId) || same(iid, kPlugViewId))
+      *out = &view_;
+    else if (same(iid, kContentScaleSupportId))
+      *out = &scale_;
+    else if (same(iid, kTimerHandlerId))
+      *out = &timer_;
+    else {
+      *out = nullptr;
+      return kNoInterface;
+    }
+    addRef();
+    return kOk;
+  }
+  std::uint32_t addRef() { return ++refs_; }
+  std::uint32_t release() {
+    const std::uint32_t left = --refs_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  Result attached(void* parent, const char* type);
+  Result removed();
+  Result size(ViewRect* out);
+  Result setFrame(void* frame) {
+    frame_ = static_cast<PlugFrame*>(frame);
+    return kOk;
+  }
+  Result setScale(float factor);
+  void idle();
+
+  static const PlugViewTable kViewTable;
+  static const ContentScaleTable kScaleTable;
+  static const TimerHandlerTable kTimerTable;
+
+ private:
+  Face<PlugViewTable, View> view_{&kViewTable, this};
+  Face<ContentScaleTable, View> scale_{&kScaleTable, this};
+  Face<TimerHandlerTable, View> timer_{&kTimerTable, this};
+  std::atomic<std::uint32_t> refs_{1};
+  Reverb* owner_;
+  PlugFrame* frame_ = nullptr;
+  RunLoop* runLoop_ = nullptr;
+  bool open_ = false;
+#if defined(_WIN32)
+  HWND timerWindow_ = nullptr;
+  static void CALLBACK windowTimer(HWND, UINT, UINT_PTR id, DWORD) { reinterpret_cast<View*>(id)->idle(); }
+#endif
+};
+
+// ---------------------------------------------------------------- the plug-in
+
+class Reverb {
+ public:
+  Reverb() {
+    effect_ = new ReverbEffect(&Reverb::effectCallback, &createReverbEditor);
+    record_ = effect_->getAeffect();
+    // The host's own field of the effect record: how its callback finds this front.
+    record_->user = this;
+  }
+  ~Reverb() {
+    if (handler_) handler_->table->release(handler_);
+    dispatch(effClose);  // deletes the effect
+  }
+
+  // One count for every face: a host may drop the component and keep the processor.
+  Result query(const Tuid* iid, void** out) {
+    if (!out) return kInvalidArgument;
+    if (same(iid, kFUnknownId) || same(iid, kPluginBaseId) || same(iid, kComponentId))
+      *out = &component_;
+    else if (same(iid, kAudioProcessorId))
+      *out = &processor_;
+    else if (same(iid, kEditControllerId))
+      *out = &controller_;
+    else if (same(iid, kUnitInfoId))
+      *out = &units_;
+    else {
+      *out = nullptr;
+      return kNoInterface;
+    }
+    addRef();
+    return kOk;
+  }
+  std::uint32_t addRef() { return ++refs_; }
+  std::uint32_t release() {
+    const std::uint32_t left = --refs_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  std::intptr_t dispatch(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0, void* ptr = nullptr,
+                         float opt = 0.0f) {
+    return record_->dispatcher(record_, opcode, index, value, ptr, opt);
+  }
+
+  // ------------------------------------------------------------ component
+
+  std::int32_t busCount(std::int32_t media) const { return media == kAudio ? 1 : 0; }
+
+  Result busInfo(std::int32_t media, std::int32_t direction, std::int32_t index, BusInfo* out) const {
+    if (media != kAudio || index != 0 || !out || (direction != kInput && direction != kOutput))
+      return kInvalidArgument;
+    std::memset(out, 0, sizeof *out);
+    out->mediaType = kAudio;
+    out->direction = direction;
+    out->channelCount = direction == kInput && monoInput_ ? 1 : 2;
+    copyText(out->name, direction == kInput ? "Input" : "Output");
+    out->busType = 0;  // main
+    out->flags = 1;    // active by default
+    return kOk;
+  }
+
+  Result setActive(bool on) {
+    if (on == active_) return kOk;
+    if (on) {
+      try {
+        silence_.assign(static_cast<std::size_t>(maxBlock_), 0.0f);
+        for (auto& s : spare_) s.assign(static_cast<std::size_t>(maxBlock_), 0.0f);
+      } catch (const std::bad_alloc&) {
+        return kInvalidArgument;
+      }
+      dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate_));
+      dispatch(effSetBlockSize, 0, maxBlock_);
+      dispatch(effMainsChanged, 0, 1);
+      effect_->emptyScratch();
+    } else {
+      dispatch(effMainsChanged, 0, 0);
+    }
+    active_ = on;
+    return kOk;
+  }
+
+  Result saveState(BStream* stream) {
+    if (!stream) return kInvalidArgument;
+    struct Writer : StateWriter {
+      BStream* s;
+      std::int64_t write(const void* data, std::int64_t size) override {
+        std::int32_t done = 0;
+        const auto n = static_cast<std::int32_t>(std::min<std::int64_t>(size, INT32_MAX));
+        return s->table->write(s, data, n, &done) == kOk ? done : -1;
+      }
+    } writer;
+    writer.s = stream;
+    return saveEffectState(*effect_, writer) ? kOk : kFalse;
+  }
+
+  Result loadState(BStream* stream) {
+    if (!stream) return kInvalidArgument;
+    struct Reader : StateReader {
+      BStream* s;
+      std::int64_t read(void* data, std::int64_t size) override {
+        std::int32_t done = 0;
+        const auto n = static_cast<std::int32_t>(std::min<std::int64_t>(size, INT32_MAX));
+        return s->table->read(s, data, n, &done) == kOk ? done : -1;
+      }
+    } reader;
+    reader.s = stream;
+    if (!loadEffectState(*effect_, reader)) return kFalse;
+    if (handler_) handler_->table->restartComponent(handler_, kRestartParamValuesChanged);
+    return kOk;
+  }
+
+  // ------------------------------------------------------------ processor
+
+  Result setArrangements(const std::uint64_t* in, std::int32_t inCount, const std::uint64_t* out,
+                         std::int32_t outCount) {
+    if (inCount != 1 || outCount != 1 || !in || !out || out[0] != kSpeakerStereo) return kFalse;
+    if (in[0] != kSpeakerStereo && in[0] != kSpeakerMono) return kFalse;
+    monoInput_ = in[0] == kSpeakerMono;
+    return kTrue;
+  }
+
+  Result arrangement(std::int32_t direction, std::int32_t index, std::uint64_t* out) const {
+    if (index != 0 || !out || (direction != kInput && direction != kOutput)) return kInvalidArgument;
+    *out = direction == kInput && monoInput_ ? kSpeakerMono : kSpeakerStereo;
+    return kOk;
+  }
+
+  Result setup(const ProcessSetup* s) {
+    if (!s || s->symbolicSampleSize != 0 || s->maxBlockSize <= 0) return kInvalidArgument;
+    const bool was = active_;
+    if (was) setActive(false);
+    rate_ = s->sampleRate;
+    maxBlock_ = std::min(s->maxBlockSize, 1 << 20);
+    if (was) setActive(true);
+    return kOk;
+  }
+
+  std::uint32_t tail() const {
+    const std::int32_t t = tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
+                                      effect_->engineValue(kOutput));
+    return t == INT32_MAX ? 0xFFFFFFFFu : static_cast<std::uint32_t>(t);
+  }
+
+  Result process(ProcessData* d) {
+    if (!d) return kInvalidArgument;
+    if (!active_ || d->symbolicSampleSize != 0) return kInvalidArgument;
+    gatherChanges(d->inputChanges, d->outputChanges);
+    const std::int32_t frames = std::max(0, d->sampleCount);
+
+    float* in[2];
+    float* out[2];
+    connect(d, in, out);
+    std::int32_t done = 0;
+    for (std::size_t k = 0; k < pointCount_; ++k) {
+      const std::int32_t at = std::clamp(points_[k].offset, 0, frames);
+      if (at > done) {
+        run(in, out, done, at - done);
+        done = at;
+      }
+      record_->setParameter(record_, static_cast<std::int32_t>(points_[k].id), static_cast<float>(points_[k].value));
+    }
+    if (frames > done) run(in, out, done, frames - done);
+    markSilence(d, frames);
+    return kOk;
+  }
+
+  // ------------------------------------------------------------ controller
+
+  Result parameterInfo(std::int32_t index, ParameterInfo* out) const {
+    if (!out) return kInvalidArgument;
+    std::memset(out, 0, sizeof *out);
+    if (const ParameterSpec* spec = findParameter(index)) {
+      out->id = static_cast<ParamId>(spec->index);
+      copyText(out->title, spec->name);
+      copyText(out->shortTitle, spec->name);
+      copyText(out->units, spec->unit);
+      out->stepCount = spec->stepped ? 1 : 0;
+      out->defaultNormalizedValue = spec->defaultValue;
+      // Bypass feeds or starves the springs and never passes the input
+      // through, so it is not the host's bypass.
+      out->flags = kCanAutomate;
+      return kOk;
+    }
+    if (index != kParameterCount) return kInvalidArgument;
+    out->id = kProgramParam;
+    copyText(out->title, "Program");
+    copyText(out->shortTitle, "Program");
+    out->stepCount = kProgramSteps;
+    out->flags = kIsList | kIsProgramChange;
+    return kOk;
+  }
+
+  Result valueText(ParamId id, double value, char16* out) {
+    if (!out) return kInvalidArgument;
+    char text[64] = {};
+    if (id == kProgramParam) {
+      if (!effect_->getProgramNameIndexed(0, programOf(value), text)) return kInvalidArgument;
+    } else if (!parameterValueText(static_cast<std::int32_t>(id), value, text, sizeof text)) {
+      return kInvalidArgument;
+    }
+    copyText(out, 128, text);
+    return kOk;
+  }
+
+  Result valueOfText(ParamId id, const char16* text, double* out) {
+    if (!text || !out) return kInvalidArgument;
+    char ascii[128] = {};
+    for (int i = 0; i < 127 && text[i]; ++i) ascii[i] = text[i] < 128 ? static_cast<char>(text[i]) : '?';
+    if (id == kProgramParam) {
+      for (std::int32_t k = 0; k < kProgramCount; ++k) {
+        char name[kProgramNameSize + 8] = {};
+        effect_->getProgramNameIndexed(0, k, name);
+        if (std::strcmp(name, ascii) == 0) {
+          *out = static_cast<double>(k) / kProgramSteps;
+          return kOk;
+        }
+      }
+      return kFalse;
+    }
+    double v = 0.0;
+    if (!parameterValueFromText(static_cast<std::int32_t>(id), ascii, v)) return kFalse;
+    *out = v;
+    return kOk;
+  }
+
+  double normalized(ParamId id) {
+    if (id == kProgramParam) return static_cast<double>(effect_->getProgram()) / kProgramSteps;
+    return findParameter(static_cast<std::int32_t>(id)) ? record_->getParameter(record_, static_cast<std::int32_t>(id))
+                                                        : 0.0;
+  }
+
+  // From the host's UI thread: the same store a VST 2 host's setParameter makes.
+  Result setNormalized(ParamId id, double value) {
+    if (id == kProgramParam) {
+      selectProgram(programOf(value));
+      return kOk;
+    }
+    if (!findParameter(static_cast<std::int32_t>(id))) return kInvalidArgument;
+    record_->setParameter(record_, static_cast<std::int32_t>(id), static_cast<float>(value));
+    return kOk;
+  }
+
+  Result setHandler(ComponentHandler* handler) {
+    if (handler) handler->table->addRef(handler);
+    if (handler_) handler_->table->release(handler_);
+    handler_ = handler;
+    return kOk;
+  }
+
+  void* createView(const char* name) {
+    if (name && std::strcmp(name, "editor") != 0) return nullptr;
+    auto* view = new (std::nothrow) View(this);
+    void* face = nullptr;
+    if (view) {
+      view->query(&kPlugViewId, &face);
+      view->release();  // the query's count is the host's
+    }
+    return face;
+  }
+
+  // ------------------------------------------------------------ programs
+
+  Result programName(std::int32_t list, std::int32_t index, char16* out) {
+    char name[64] = {};
+    if (list != kProgramListId || !out || !effect_->getProgramNameIndexed(0, index, name)) return kInvalidArgument;
+    copyText(out, 128, name);
+    return kOk;
+  }
+
+  static std::int32_t programOf(double value) {
+    if (!(value >= 0.0)) return 0;  // NaN too
+    return static_cast<std::int32_t>(std::min(1.0, value) * kProgramSteps + 0.5);
+  }
+
+  // A value that names the current program again is an echo, not a new choice.
+  void selectProgram(std::int32_t program) {
+    if (program != effect_->getProgram()) dispatch(effSetProgram, 0, program);
+  }
+
+ private:
+  struct Point {
+    std::int32_t offset;
+    ParamId id;
+    double value;
+  };
+
+  // Every point of every queue, in offset order; a program change first, at
+  // the block's start, and the five values it brings told back to the host.
+  void gatherChanges(ParameterChanges* changes, ParameterChanges* outputs) {
+    pointCount_ = 0;
+    if (!changes) return;
+    const std::int32_t queues = changes->table->getParameterCount(changes);
+    for (std::int32_t q = 0; q < queues; ++q) {
+      ParamValueQueue* queue = changes->table->getParameterData(changes, q);
+      if (!queue) continue;
+      const ParamId id = queue->table->getParameterId(queue);
+      const std::int32_t count = queue->table->getPointCount(queue);
+      if (id == kProgramParam) {
+        std::int32_t offset = 0;
+        double value = 0.0;
+        if (count > 0 && queue->table->getPoint(queue, count - 1, &offset, &value) == kOk) {
+          const std::int32_t before = effect_->getProgram();
+          selectProgram(programOf(value));
+          if (effect_->getProgram() != before) reportValues(outputs);
+        }
+        continue;
+      }
+      if (!findParameter(static_cast<std::int32_t>(id))) continue;
+      for (std::int32_t p = 0; p < count && pointCount_ < kMaxPoints; ++p) {
+        Point point{0, id, 0.0};
+        if (queue->table->getPoint(queue, p, &point.offset, &point.value) != kOk) continue;
+        // Insertion keeps equal offsets in the order the host gave them.
+        std::size_t at = pointCount_++;
+        while (at > 0 && points_[at - 1].offset > point.offset) {
+          points_[at] = points_[at - 1];
+          --at;
+        }
+        points_[at] = point;
+      }
+    }
+  }
+
+  void reportValues(ParameterChanges* outputs) {
+    if (!outputs) return;
+    for (std::int32_t i = 0; i < kParameterCount; ++i) {
+      const ParamId id = static_cast<ParamId>(i);
+      std::int32_t index = 0;
+      ParamValueQueue* q = outputs->table->addParameterData(outputs, &id, &index);
+      if (q) q->table->addPoint(q, 0, record_->getParameter(record_, i), &index);
+    }
+  }
+
+  void connect(const ProcessData* d, float* in[2], float* out[2]) {
+    in[0] = in[1] = silence_.data();
+    const AudioBusBuffers* ib = d->inputCount > 0 ? d->inputs : nullptr;
+    if (ib && ib->channels && ib->channelCount > 0 && ib->channels[0]) {
+      in[0] = ib->channels[0];
+      in[1] = ib->channelCount > 1 && ib->channels[1] ? ib->channels[1] : in[0];
+    }
+    out[0] = spare_[0].data();
+    out[1] = spare_[1].data();
+    const AudioBusBuffers* ob = d->outputCount > 0 ? d->outputs : nullptr;
+    if (ob && ob->channels) {
+      if (ob->channelCount > 0 && ob->channels[0]) out[0] = ob->channels[0];
+      if (ob->channelCount > 1 && ob->channels[1]) out[1] = ob->channels[1];
+    }
+  }
+
+  void run(float* const in[2], float* const out[2], std::int32_t from, std::int32_t n) {
+    const bool standIns = in[0] == silence_.data() || out[0] == spare_[0].data() || out[1] == spare_[1].data();
+    const std::int32_t piece = standIns ? maxBlock_ : n;
+    for (std::int32_t done = 0; done < n; done += piece) {
+      const std::int32_t len = std::min(piece, n - done);
+      const std::int32_t at = from + done;
+      float* i[2] = {in[0] == silence_.data() ? in[0] : in[0] + at, in[1] == silence_.data() ? in[1] : in[1] + at};
+      float* o[2] = {out[0] == spare_[0].data() ? out[0] : out[0] + at,
+                     out[1] == spare_[1].data() ? out[1] : out[1] + at};
+      record_->processReplacing(record_, i, o, len);
+    }
+  }
+
+  // A channel whose every written sample is exactly zero is flagged silent.
+  static void markSilence(ProcessData* d, std::int32_t frames) {
+    if (d->outputCount <= 0 || !d->outputs) return;
+    AudioBusBuffers& b = d->outputs[0];
+    b.silenceFlags = 0;
+    for (std::int32_t c = 0; c < std::min(b.channelCount, 2); ++c) {
+      const float* x = b.channels ? b.channels[c] : nullptr;
+      if (!x) continue;
+      bool silent = true;
+      for (std::int32_t i = 0; i < frames && silent; ++i) silent = x[i] == 0.0f;
+      if (silent) b.silenceFlags |= std::uint64_t{1} << c;
+    }
+  }
+
+  // The effect's host: its block size question, and the editor's gestures,
+  // which arrive on the UI thread where the component handler is called.
+  static std::intptr_t KORRO_CDECL effectCallback(AEffect* effect, std::int32_t opcode, std::int32_t index,
+                                                  std::intptr_t value, void* /*ptr*/, float opt) {
+    auto* self = effect ? static_cast<Reverb*>(effect->user) : nullptr;
+    ComponentHandler* h = self ? self->handler_ : nullptr;
+    switch (opcode) {
+      case audioMasterVersion:
+        return 2400;
+      case audioMasterGetBlockSize:
+        return self ? self->maxBlock_ : 0;
+      case audioMasterAutomate:
+        if (h) h->table->performEdit(h, static_cast<ParamId>(index), opt);
+        return 0;
+      case audioMasterBeginEdit:
+        if (h) h->table->beginEdit(h, static_cast<ParamId>(index));
+        return 0;
+      case audioMasterEndEdit:
+        if (h) h->table->endEdit(h, static_cast<ParamId>(index));
+        return 0;
+      case audioMasterSizeWindow:
+        return self && self->view_ ? self->resizeView(index, static_cast<std::int32_t>(value)) : 0;
+      default:
+        return 0;  // audioMasterPinConnected: 0 means connected
+    }
+  }
+
+ public:
+  // The open view, for the editor's own resize requests.
+  View* view_ = nullptr;
+  PlugFrame* viewFrame_ = nullptr;
+  void* viewFace_ = nullptr;
+  std::intptr_t resizeView(std::int32_t width, std::int32_t height) {
+    if (!viewFrame_) return 0;
+    ViewRect r{0, 0, width, height};
+    return viewFrame_->table->resizeView(viewFrame_, viewFace_, &r) == kOk ? 1 : 0;
+  }
+
+  static const ComponentTable kComponentTable;
+  static const AudioProcessorTable kProcessorTable;
+  static const EditControllerTable kControllerTable;
+  static const UnitInfoTable kUnitTable;
+
+ private:
+  Face<ComponentTable, Reverb> component_{&kComponentTable, this};
+  Face<AudioProcessorTable, Reverb> processor_{&kProcessorTable, this};
+  Face<EditControllerTable, Reverb> controller_{&kControllerTable, this};
+  Face<UnitInfoTable, Reverb> units_{&kUnitTable, this};
+  std::atomic<std::uint32_t> refs_{1};
+
+  ReverbEffect* effect_ = nullptr;
+  AEffect* record_ = nullptr;
+  ComponentHandler* handler_ = nullptr;
+  bool active_ = false;
+  bool monoInput_ = false;
+  double rate_ = 44100.0;
+  std::int32_t maxBlock_ = 4096;
+  std::vector<float> silence_;
+  std::vector<float> spare_[2];
+  static constexpr std::size_t kMaxPoints = 1024;
+  Point points_[kMaxPoints]{};
+  std::size_t pointCount_ = 0;
+};
+
+// ---------------------------------------------------------------- view bodies
+
+View::View(Reverb* owner) : owner_(owner) { owner_->addRef(); }
+
+View::~View() {
+  removed();
+  owner_->release();
+}
+
+Result View::attached(void* parent, const char* type) {
+  if (!parent || !type || std::strcmp(type, kPlatformType) != 0 || open_) return kFalse;
+  if (!owner_->dispatch(effEditOpen, 0, 0, parent)) return kFalse;
+  open_ = true;
+  owner_->view_ = this;
+  owner_->viewFrame_ = frame_;
+  owner_->viewFace_ = &view_;
+#if defined(_WIN32)
+  timerWindow_ = static_cast<HWND>(parent);
+  SetTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this), kIdleMs, &View::windowTimer);
+#else
+  // The host's run loop idles the editor; without one it would never draw.
+  void* loop = nullptr;
+  if (frame_ && frame_->table->queryInterface(frame_, &kRunLoopId, &loop) == kOk && loop) {
+    runLoop_ = static_cast<RunLoop*>(loop);
+    runLoop_->table->registerTimer(runLoop_, &timer_, kIdleMs);
+  }
+#endif
+  return kOk;
+}
+
+Result View::removed() {
+  if (!open_) return kOk;
+#if defined(_WIN32)
+  if (timerWindow_) KillTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this));
+  timerWindow_ = nullptr;
+#else
+  if (runLoop_) {
+    runLoop_->table->unregisterTimer(runLoop_, &timer_);
+    runLoop_->table->release(runLoop_);
+    runLoop_ = nullptr;
+  }
+#endif
+  owner_->dispatch(effEditClose);
+  owner_->view_ = nullptr;
+  owner_->viewFrame_ = nullptr;
+  open_ = false;
+  return kOk;
+}
+
+Result View::size(ViewRect* out) {
+  ERect* r = nullptr;
+  if (!out || !owner_->dispatch(effEditGetRect, 0, 0, &r) || !r) return kInvalidArgument;
+  *out = {0, 0, r->right - r->left, r->bottom - r->top};
+  return kOk;
+}
+
+Result View::setScale(float factor) {
+  return owner_->dispatch(effVendorSpecific, kVendorScale, kVendorScaleValue, nullptr, factor) ? kOk : kFalse;
+}
+
+void View::idle() {
+  if (open_) owner_->dispatch(effEditIdle);
+}
+
+template <typename F>
+using ViewFace = Face<F, View>;
+
+const PlugViewTable View::kViewTable = {
+    [](void* s, const Tuid* iid, void** out) { return ViewFace<PlugViewTable>::of(s)->query(iid, out); },
+    [](void* s) { return ViewFace<PlugViewTable>::of(s)->addRef(); },
+    [](void* s) { return ViewFace<PlugViewTable>::of(s)->release(); },
+    [](void*, const char* type) { return type && std::strcmp(type, kPlatformType) == 0 ? kTrue : kFalse; },
+    [](void* s, void* parent, const char* type) { return ViewFace<PlugViewTable>::of(s)->attached(parent, type); },
+    [](void* s) { return ViewFace<PlugViewTable>::of(s)->removed(); },
+    [](void*, float) { return kFalse; },
+    [](void*, std::int16_t, std::int16_t, std::int16_t) { return kFalse; },  // keys stay the host's
+    [](void*, std::int16_t, std::int16_t, std::int16_t) { return kFalse; },
+    [](void* s, ViewRect* out) { return ViewFace<PlugViewTable>::of(s)->size(out); },
+    [](void*, ViewRect*) { return kOk; },
+    [](void*, std::uint8_t) { return kOk; },
+    [](void* s, void* frame) { return ViewFace<PlugViewTable>::of(s)->setFrame(frame); },
+    [](void*) { return kFalse; },
+    [](void* s, ViewRect* rect) {
+      ViewRect own{};
+      if (!rect || ViewFace<PlugViewTable>::of(s)->size(&own) != kOk) return kInvalidArgument;
+      *rect = own;  // not resizable: the editor's size is the only one
+      return kTrue;
+    },
+};
+
+const ContentScaleTable View::kScaleTable = {
+    [](void* s, const Tuid* iid, void** out) { return ViewFace<ContentScaleTable>::of(s)->query(iid, out); },
+    [](void* s) { return ViewFace<ContentScaleTable>::of(s)->addRef(); },
+    [](void* s) { return ViewFace<ContentScaleTable>::of(s)->release(); },
+    [](void* s, float factor) { return ViewFace<ContentScaleTable>::of(s)->setScale(factor); },
+};
+
+const TimerHandlerTable View::kTimerTable = {
+    [](void* s, const Tuid* iid, void** out) { return ViewFace<TimerHandlerTable>::of(s)->query(iid, out); },
+    [](void* s) { return ViewFace<TimerHandlerTable>::of(s)->addRef(); },
+    [](void* s) { return ViewFace<TimerHandlerTable>::of(s)->release(); },
+    [](void* s) { ViewFace<TimerHandlerTable>::of(s)->idle(); },
+};
+
+// ---------------------------------------------------------------- plug-in tables
+
+template <typename F>
+Reverb* of(void* s) {
+  return Face<F, Reverb>::of(s);
+}
+
+#define KORRO_VST3_UNKNOWN(Table)                                                    \
+  [](void* s, const Tuid* iid, void** out) { return of<Table>(s)->query(iid, out); }, \
+      [](void* s) { return of<Table>(s)->addRef(); }, [](void* s) { return of<Table>(s)->release(); }
+
+const ComponentTable Reverb::kComponentTable = {
+    KORRO_VST3_UNKNOWN(ComponentTable),
+    [](void*, void*) { return kOk; },
+    [](void*) { return kOk; },
+    [](void*, Tuid*) { return kNotImplemented; },  // no separate controller: this object is it
+    [](void*, std::int32_t) { return kOk; },
+    [](void* s, std::int32_t media, std::int32_t) { return of<ComponentTable>(s)->busCount(media); },
+    [](void* s, std::int32_t media, std::int32_t direction, std::int32_t index, BusInfo* out) {
+      return of<ComponentTable>(s)->busInfo(media, direction, index, out);
+    },
+    [](void*, RoutingInfo*, RoutingInfo*) { return kNotImplemented; },
+    [](void*, std::int32_t media, std::int32_t, std::int32_t index, std::uint8_t) {
+      return media == kAudio && index == 0 ? kOk : kInvalidArgument;
+    },
+    [](void* s, std::uint8_t on) { return of<ComponentTable>(s)->setActive(on != 0); },
+    [](void* s, BStream* stream) { return of<ComponentTable>(s)->loadState(stream); },
+    [](void* s, BStream* stream) { return of<ComponentTable>(s)->saveState(stream); },
+};
+
+const AudioProcessorTable Reverb::kProcessorTable = {
+    KORRO_VST3_UNKNOWN(AudioProcessorTable),
+    [](void* s, std::uint64_t* in, std::int32_t inCount, std::uint64_t* out, std::int32_t outCount) {
+      return of<AudioProcessorTable>(s)->setArrangements(in, inCount, out, outCount);
+    },
+    [](void* s, std::int32_t direction, std::int32_t index, std::uint64_t* out) {
+      return of<AudioProcessorTable>(s)->arrangement(direction, index, out);
+    },
+    [](void*, std::int32_t size) { return size == 0 ? kTrue : kNotImplemented; },
+    [](void*) -> std::uint32_t { return 0; },
+    [](void* s, ProcessSetup* setup) { return of<AudioProcessorTable>(s)->setup(setup); },
+    [](void*, std::uint8_t) { return kOk; },
+    [](void* s, ProcessData* d) { return of<AudioProcessorTable>(s)->process(d); },
+    [](void* s) { return of<AudioProcessorTable>(s)->tail(); },
+};
+
+const EditControllerTable Reverb::kControllerTable = {
+    KORRO_VST3_UNKNOWN(EditControllerTable),
+    [](void*, void*) { return kOk; },
+    [](void*) { return kOk; },
+    [](void*, BStream*) { return kOk; },  // the component's state is this object's own
+    [](void*, BStream*) { return kNotImplemented; },
+    [](void*, BStream*) { return kNotImplemented; },
+    [](void*) { return kParameterCount + 1; },
+    [](void* s, std::int32_t index, ParameterInfo* out) {
+      return of<EditControllerTable>(s)->parameterInfo(index, out);
+    },
+    [](void* s, ParamId id, double value, char16* out) { return of<EditControllerTable>(s)->valueText(id, value, out); },
+    [](void* s, ParamId id, const char16* text, double* out) {
+      return of<EditControllerTable>(s)->valueOfText(id, text, out);
+    },
+    [](void*, ParamId id, double v) {
+      return id == kProgramParam ? static_cast<double>(Reverb::programOf(v)) : v;
+    },
+    [](void*, ParamId id, double v) { return id == kProgramParam ? v / kProgramSteps : v; },
+    [](void* s, ParamId id) { return of<EditControllerTable>(s)->normalized(id); },
+    [](void* s, ParamId id, double v) { return of<EditControllerTable>(s)->setNormalized(id, v); },
+    [](void* s, ComponentHandler* h) { return of<EditControllerTable>(s)->setHandler(h); },
+    [](void* s, const char* name) { return of<EditControllerTable>(s)->createView(name); },
+};
+
+const UnitInfoTable Reverb::kUnitTable = {
+    KORRO_VST3_UNKNOWN(UnitInfoTable),
+    [](void*) -> std::int32_t { return 1; },
+    [](void*, std::int32_t index, UnitInfo* out) {
+      if (index != 0 || !out) return kInvalidArgument;
+      *out = {};
+      out->id = 0;
+      out->parentUnitId = -1;
+      copyText(out->name, "Root");
+      out->programListId = kProgramListId;
+      return kOk;
+    },
+    [](void*) -> std::int32_t { return 1; },
+    [](void*, std::int32_t index, ProgramListInfo* out) {
+      if (index != 0 || !out) return kInvalidArgument;
+      *out = {};
+      out->id = kProgramListId;
+      copyText(out->name, "Factory programs");
+      out->programCount = kProgramCount;
+      return kOk;
+    },
+    [](void* s, std::int32_t list, std::int32_t index, char16* out) {
+      return of<UnitInfoTable>(s)->programName(list, index, out);
+    },
+    [](void*, std::int32_t, std::int32_t, const char*, char16*) { return kFalse; },
+    [](void*, std::int32_t, std::int32_t) { return kFalse; },
+    [](void*, std::int32_t, std::int32_t, std::int16_t, char16*) { return kFalse; },
+    [](void*) -> std::int32_t { return 0; },
+    [](void*, std::int32_t) { return kOk; },
+    [](void*, std::int32_t, std::int32_t, std::int32_t, std::int32_t, std::int32_t* unit) {
+      if (unit) *unit = 0;
+      return kOk;
+    },
+    [](void*, std::int32_t, std::int32_t, BStream*) { return kNotImplemented; },
+};
+
+// ---------------------------------------------------------------- factory
+
+void fillClassInfo(ClassInfo& out) {
+  std::memset(&out, 0, sizeof out);
+  out.classId = kReverbClassId;
+  out.cardinality = 0x7FFFFFFF;
+  copyText(out.category, "Audio Module Class");
+  copyText(out.name, "Korro Tarrow");
+}
+
+Interface<FactoryTable> factory;
+
+const FactoryTable kFactoryTable = {
+    [](void*, const Tuid* iid, void** out) {
+      if (!out) return kInvalidArgument;
+      if (same(iid, kFUnknownId) || same(iid, kPluginFactoryId) || same(iid, kPluginFactory2Id) ||
+          same(iid, kPluginFactory3Id)) {
+        *out = &factory;
+        return kOk;
+      }
+      *out = nullptr;
+      return kNoInterface;
+    },
+    // One factory for the module's life.
+    [](void*) -> std::uint32_t { return 1; },
+    [](void*) -> std::uint32_t { return 1; },
+    [](void*, FactoryInfo* out) {
+      if (!out) return kInvalidArgument;
+      std::memset(out, 0, sizeof *out);
+      copyText(out->vendor, kVendor);
+      copyText(out->url, kVendorUrl);
+      out->flags = 0x10;  // texts are unicode where the format allows
+      return kOk;
+    },
+    [](void*) -> std::int32_t { return 1; },
+    [](void*, std::int32_t index, ClassInfo* out) {
+      if (index != 0 || !out) return kInvalidArgument;
+      fillClassInfo(*out);
+      return kOk;
+    },
+    [](void*, const Tuid* classId, const Tuid* iid, void** out) {
+      if (!out) return kInvalidArgument;
+      *out = nullptr;
+      if (!same(classId, kReverbClassId)) return kNoInterface;
+      Reverb* r = nullptr;
+      try {
+        r = new Reverb;
+      } catch (...) {
+        return kNoInterface;  // out of memory: an exception must not reach the host
+      }
+      const Result result = r->query(iid, out);
+      r->release();  // the query's count is the host's
+      return result;
+    },
+    [](void*, std::int32_t index, ClassInfo2* out) {
+      if (index != 0 || !out) return kInvalidArgument;
+      ClassInfo base;
+      fillClassInfo(base);
+      std::memset(out, 0, sizeof *out);
+      out->classId = base.classId;
+      out->cardinality = base.cardinality;
+      std::memcpy(out->category, base.category, sizeof out->category);
+      std::memcpy(out->name, base.name, sizeof out->name);
+      copyText(out->subCategories, "Fx|Reverb");
+      copyText(out->vendor, kVendor);
+      copyText(out->version, kProjectVersion);
+      copyText(out->sdkVersion, "VST 3.7");
+      return kOk;
+    },
+    [](void*, std::int32_t index, ClassInfoW* out) {
+      if (index != 0 || !out) return kInvalidArgument;
+      ClassInfo base;
+      fillClassInfo(base);
+      std::memset(out, 0, sizeof *out);
+      out->classId = base.classId;
+      out->cardinality = base.cardinality;
+      std::memcpy(out->category, base.category, sizeof out->category);
+      copyText(out->name, "Korro Tarrow");
+      copyText(out->subCategories, "Fx|Reverb");
+      copyText(out->vendor, kVendor);
+      copyText(out->version, kProjectVersion);
+      copyText(out->sdkVersion, "VST 3.7");
+      return kOk;
+    },
+    [](void*, void*) { return kOk; },
+};
+
+}  // namespace
+}  // namespace korro::vst3
+
+KORRO_VST3_EXPORT void* GetPluginFactory() {
+  korro::vst3::factory.table = &korro::vst3::kFactoryTable;
+  return &korro::vst3::factory;
+}
+
+#if defined(_WIN32)
+KORRO_VST3_EXPORT bool InitDll() { return true; }
+KORRO_VST3_EXPORT bool ExitDll() { return true; }
+
+// The editor loads its pictures from this module's resources.
+namespace {
+HINSTANCE moduleInstance = nullptr;
+}
+void* korro::moduleHandle() { return moduleInstance; }
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD, LPVOID) {
+  moduleInstance = instance;
+  return TRUE;
+}
+#else
+KORRO_VST3_EXPORT bool ModuleEntry(void*) { return true; }
+KORRO_VST3_EXPORT bool ModuleExit() { return true; }
+#endif
