@@ -242,7 +242,7 @@ struct MemoryStream {
       auto* m = static_cast<MemoryStream*>(s->ctx);
       if (m->pos >= m->failAt) return -1;
       const std::size_t n = std::min<std::size_t>({size, m->chunk, m->bytes.size() - m->pos, m->failAt - m->pos});
-      std::memcpy(data, m->bytes.data() + m->pos, n);
+      if (n > 0) std::memcpy(data, m->bytes.data() + m->pos, n);  // an empty vector's data() may be null
       m->pos += n;
       return static_cast<std::int64_t>(n);
     };
