@@ -13,6 +13,7 @@
 
 #include "clap_abi.h"
 #include "korro/version.h"
+#include "shell/front_buffers.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
 #include "shell/state_stream.h"
@@ -128,17 +129,10 @@ class ClapReverb {
 
   bool activate(double rate, std::uint32_t /*minFrames*/, std::uint32_t maxFrames) {
     if (active_ || maxFrames == 0) return false;
-    maxFrames_ = static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20));
+    if (!buffers_.prepare(static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20)))) return false;
     rate_ = rate;
-    try {
-      silence_.assign(static_cast<std::size_t>(maxFrames_), 0.0f);
-      spare_[0].assign(static_cast<std::size_t>(maxFrames_), 0.0f);
-      spare_[1].assign(static_cast<std::size_t>(maxFrames_), 0.0f);
-    } catch (const std::bad_alloc&) {
-      return false;
-    }
     dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
-    dispatch(effSetBlockSize, 0, maxFrames_);
+    dispatch(effSetBlockSize, 0, buffers_.maxFrames());
     dispatch(effMainsChanged, 0, 1);
     effect_->emptyScratch();
     reportedTail_ = currentTail();
@@ -174,9 +168,10 @@ class ClapReverb {
     if (!active_ || !p) return kProcessError;
     const std::int32_t frames = static_cast<std::int32_t>(std::min<std::uint32_t>(p->framesCount, INT32_MAX));
 
-    float* in[2];
-    float* out[2];
-    connect(p, in, out);
+    const AudioBuffer* ib = p->audioInputsCount > 0 ? p->audioInputs : nullptr;
+    const AudioBuffer* ob = p->audioOutputsCount > 0 ? p->audioOutputs : nullptr;
+    buffers_.bind(ib ? ib->data32 : nullptr, ib ? ib->channelCount : 0, ob ? ob->data32 : nullptr,
+                  ob ? ob->channelCount : 0);
 
     const InputEvents* events = p->inEvents;
     const std::uint32_t count = events && events->size && events->get ? events->size(events) : 0;
@@ -187,12 +182,12 @@ class ClapReverb {
       // Events come sorted; one past the block's end applies after its last frame.
       const auto at = static_cast<std::int32_t>(std::min<std::uint32_t>(h->time, static_cast<std::uint32_t>(frames)));
       if (at > done) {
-        run(in, out, done, at - done);
+        buffers_.run(record_, done, at - done);
         done = at;
       }
       apply(h);
     }
-    if (frames > done) run(in, out, done, frames - done);
+    if (frames > done) buffers_.run(record_, done, frames - done);
 
     sendGestures(p->outEvents);
     reportTail();
@@ -349,40 +344,6 @@ class ClapReverb {
 
   static const void* extension(const char* id);
 
-  // The host's buffers, or silence in and a spare out where a port, a channel
-  // or a pointer is missing; a mono input feeds both channels.
-  void connect(const Process* p, float* in[2], float* out[2]) {
-    in[0] = in[1] = silence_.data();
-    const AudioBuffer* ib = p->audioInputsCount > 0 ? p->audioInputs : nullptr;
-    if (ib && ib->data32 && ib->channelCount > 0 && ib->data32[0]) {
-      in[0] = ib->data32[0];
-      in[1] = ib->channelCount > 1 && ib->data32[1] ? ib->data32[1] : in[0];
-    }
-    out[0] = spare_[0].data();
-    out[1] = spare_[1].data();
-    const AudioBuffer* ob = p->audioOutputsCount > 0 ? p->audioOutputs : nullptr;
-    if (ob && ob->data32) {
-      if (ob->channelCount > 0 && ob->data32[0]) out[0] = ob->data32[0];
-      if (ob->channelCount > 1 && ob->data32[1]) out[1] = ob->data32[1];
-    }
-  }
-
-  // Frames [from, from + n) of the block, in pieces no longer than what the
-  // stand-ins for missing buffers hold.
-  void run(float* const in[2], float* const out[2], std::int32_t from, std::int32_t n) {
-    const bool spareIn = in[0] == silence_.data();
-    const bool spareOut = out[0] == spare_[0].data() || out[1] == spare_[1].data();
-    const std::int32_t piece = spareIn || spareOut ? maxFrames_ : n;
-    for (std::int32_t done = 0; done < n; done += piece) {
-      const std::int32_t len = std::min(piece, n - done);
-      const std::int32_t at = from + done;
-      float* i[2] = {in[0] == silence_.data() ? in[0] : in[0] + at, in[1] == silence_.data() ? in[1] : in[1] + at};
-      float* o[2] = {out[0] == spare_[0].data() ? out[0] : out[0] + at,
-                     out[1] == spare_[1].data() ? out[1] : out[1] + at};
-      record_->processReplacing(record_, i, o, len);
-    }
-  }
-
   void apply(const EventHeader* h) {
     if (h->spaceId != kCoreEventSpace || h->type != kParamValueEvent || h->size < sizeof(ParamValueEvent)) return;
     const auto* e = reinterpret_cast<const ParamValueEvent*>(h);
@@ -445,7 +406,7 @@ class ClapReverb {
       case audioMasterVersion:
         return 2400;
       case audioMasterGetBlockSize:
-        return front ? front->maxFrames_ : 0;
+        return front ? front->buffers_.maxFrames() : 0;
       case audioMasterAutomate:
         if (front) front->gesture({Gesture::Value, index, opt});
         return 0;
@@ -489,10 +450,8 @@ class ClapReverb {
   bool active_ = false;
   std::atomic<bool> processing_{false};
   double rate_ = 44100.0;
-  std::int32_t maxFrames_ = 0;
   std::int32_t reportedTail_ = 0;
-  std::vector<float> silence_;
-  std::vector<float> spare_[2];
+  FrontBuffers buffers_;
   GestureQueue gestures_;
 
   bool guiCreated_ = false;
