@@ -154,6 +154,8 @@ class Reverb {
       *out = &component_;
     else if (same(iid, kAudioProcessorId))
       *out = &processor_;
+    else if (same(iid, kProcessContextRequirementsId))
+      *out = &contextNeeds_;
     else if (same(iid, kEditControllerId))
       *out = &controller_;
     else if (same(iid, kUnitInfoId))
@@ -548,12 +550,14 @@ class Reverb {
 
   static const ComponentTable kComponentTable;
   static const AudioProcessorTable kProcessorTable;
+  static const ProcessContextRequirementsTable kContextNeedsTable;
   static const EditControllerTable kControllerTable;
   static const UnitInfoTable kUnitTable;
 
  private:
   Face<ComponentTable, Reverb> component_{&kComponentTable, this};
   Face<AudioProcessorTable, Reverb> processor_{&kProcessorTable, this};
+  Face<ProcessContextRequirementsTable, Reverb> contextNeeds_{&kContextNeedsTable, this};
   Face<EditControllerTable, Reverb> controller_{&kControllerTable, this};
   Face<UnitInfoTable, Reverb> units_{&kUnitTable, this};
   std::atomic<std::uint32_t> refs_{1};
@@ -720,6 +724,12 @@ const AudioProcessorTable Reverb::kProcessorTable = {
     [](void*, std::uint8_t) { return kOk; },
     [](void* s, ProcessData* d) { return of<AudioProcessorTable>(s)->process(d); },
     [](void* s) { return of<AudioProcessorTable>(s)->tail(); },
+};
+
+// No tempo, transport or time: a host that asks need not fill the context.
+const ProcessContextRequirementsTable Reverb::kContextNeedsTable = {
+    KORRO_VST3_UNKNOWN(ProcessContextRequirementsTable),
+    [](void*) -> std::uint32_t { return 0; },
 };
 
 const EditControllerTable Reverb::kControllerTable = {

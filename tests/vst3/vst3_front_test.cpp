@@ -269,7 +269,7 @@ TEST(Vst3Plugin, AnswersTheInterfacesOfAnEffectAsOneObject) {
   ASSERT_TRUE(fx);
   // What a host asks an effect for, asked of every face: each answers the same faces.
   const Tuid* answered[] = {&kFUnknownId, &kPluginBaseId, &kComponentId, &kAudioProcessorId,
-                            &kEditControllerId, &kUnitInfoId};
+                            &kProcessContextRequirementsId, &kEditControllerId, &kUnitInfoId};
   const Tuid kEditController2 = makeTuid(0x7F4EFE59, 0xF3204967, 0xAC27A3AE, 0xAFB63038);
   const Tuid kProgramListData = makeTuid(0x8683B01F, 0x7B354F70, 0xA2651DEC, 0x353AF4FF);
   const Tuid* refused[] = {&kConnectionPointId, &kEditController2, &kProgramListData, &kPlugViewId,
@@ -300,8 +300,12 @@ TEST(Vst3Plugin, AnswersTheInterfacesOfAnEffectAsOneObject) {
   }
   EXPECT_EQ(first[0], fx.component);
   EXPECT_EQ(first[3], fx.processor);
-  EXPECT_EQ(first[4], fx.controller);
-  EXPECT_EQ(first[5], fx.units);
+  EXPECT_EQ(first[5], fx.controller);
+  EXPECT_EQ(first[6], fx.units);
+
+  // The context it needs: none (it keeps no tempo or transport).
+  auto* req = static_cast<Interface<ProcessContextRequirementsTable>*>(first[4]);
+  EXPECT_EQ(req->table->getProcessContextRequirements(req), 0u);
 
   // One count for all faces: the processor outlives a released component.
   auto* c = fx.component;
