@@ -586,8 +586,21 @@ View::~View() {
 }
 
 Result View::attached(void* parent, const char* type) {
-  if (!parent || !type || std::strcmp(type, kPlatformType) != 0 || open_) return kFalse;
-  if (!owner_->dispatch(effEditOpen, 0, 0, parent)) return kFalse;
+  // One editor per instance: a second view would take the first one's window.
+  if (!parent || !type || std::strcmp(type, kPlatformType) != 0 || open_ || owner_->view_) return kFalse;
+#if !defined(_WIN32)
+  // The host's run loop idles the editor; without one it would never draw.
+  void* loop = nullptr;
+  if (!frame_ || frame_->table->queryInterface(frame_, &kRunLoopId, &loop) != kOk || !loop) return kFalse;
+  runLoop_ = static_cast<RunLoop*>(loop);
+#endif
+  if (!owner_->dispatch(effEditOpen, 0, 0, parent)) {
+#if !defined(_WIN32)
+    runLoop_->table->release(runLoop_);
+    runLoop_ = nullptr;
+#endif
+    return kFalse;
+  }
   open_ = true;
   owner_->view_ = this;
   owner_->viewFrame_ = frame_;
@@ -596,12 +609,7 @@ Result View::attached(void* parent, const char* type) {
   timerWindow_ = static_cast<HWND>(parent);
   SetTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this), kIdleMs, &View::windowTimer);
 #else
-  // The host's run loop idles the editor; without one it would never draw.
-  void* loop = nullptr;
-  if (frame_ && frame_->table->queryInterface(frame_, &kRunLoopId, &loop) == kOk && loop) {
-    runLoop_ = static_cast<RunLoop*>(loop);
-    runLoop_->table->registerTimer(runLoop_, &timer_, kIdleMs);
-  }
+  runLoop_->table->registerTimer(runLoop_, &timer_, kIdleMs);
 #endif
   return kOk;
 }

@@ -17,6 +17,9 @@
 #include "support/module_fixture.h"
 #include "vst3_host.h"
 
+// Last: Xlib's macros (None, Bool, Status) clash with other names.
+#include <X11/Xlib.h>
+
 namespace korro::test {
 namespace {
 
@@ -834,6 +837,87 @@ TEST(Vst3Plugin, ProcessingAllocatesNothing) {
     fx.process(in.channels(), 2, out.channels(), 0, &changes, nullptr, &flags);
   }
   EXPECT_EQ(watch.count(), 0);
+}
+
+// ---------------------------------------------------------------- editor
+
+// Needs an X server: ctest runs it under Xvfb.
+TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X server";
+  Display* x = XOpenDisplay(nullptr);
+  ASSERT_NE(x, nullptr);
+  const ::Window parent = XCreateSimpleWindow(x, DefaultRootWindow(x), 0, 0, 300, 196, 0, 0, 0);
+  XMapWindow(x, parent);
+  XSync(x, False);
+  void* parentHandle = reinterpret_cast<void*>(static_cast<std::uintptr_t>(parent));
+
+  auto session = [&](Frame& frame, bool componentFirst = false) {
+    auto fx = std::make_unique<Instance>(builtVst3());
+    auto* e = fx->controller;
+    auto* v = static_cast<Interface<PlugViewTable>*>(e->table->createView(e, "editor"));
+    if (!v) return;
+    EXPECT_EQ(v->table->isPlatformTypeSupported(v, "X11EmbedWindowID"), kTrue);
+    EXPECT_NE(v->table->isPlatformTypeSupported(v, "HWND"), kTrue);
+    EXPECT_NE(v->table->isPlatformTypeSupported(v, nullptr), kTrue);
+    ViewRect r{};
+    EXPECT_EQ(v->table->getSize(v, &r), kOk);
+    EXPECT_EQ(r.right - r.left, 300);
+    EXPECT_EQ(r.bottom - r.top, 196);
+    EXPECT_NE(v->table->canResize(v), kTrue);
+    ViewRect wish{0, 0, 640, 480};
+    EXPECT_EQ(v->table->checkSizeConstraint(v, &wish), kTrue);
+    EXPECT_EQ(wish.right - wish.left, 300) << "the one size it has";
+    EXPECT_EQ(wish.bottom - wish.top, 196);
+    v->table->setFrame(v, frame.self());
+    EXPECT_NE(v->table->attached(v, parentHandle, "HWND"), kOk);
+    if (v->table->attached(v, parentHandle, "X11EmbedWindowID") == kOk) {
+      EXPECT_NE(v->table->attached(v, parentHandle, "X11EmbedWindowID"), kOk) << "already open";
+      for (int i = 0; i < 3; ++i) frame.tick();
+      // A second view of the same instance does not take the first one's editor.
+      auto* second = static_cast<Interface<PlugViewTable>*>(e->table->createView(e, "editor"));
+      if (second) {
+        second->table->setFrame(second, frame.self());
+        EXPECT_NE(second->table->attached(second, parentHandle, "X11EmbedWindowID"), kOk);
+        second->table->release(second);
+      }
+      frame.tick();
+      EXPECT_EQ(v->table->removed(v), kOk);
+    }
+    // A host may let go of the component first: the view keeps what it needs.
+    if (componentFirst) fx.reset();
+    v->table->release(v);
+  };
+
+  Frame frame;
+  session(frame);  // the first opening loads fonts and pictures once
+  EXPECT_EQ(frame.timersRegistered, 1);
+  EXPECT_EQ(frame.timersUnregistered, 1);
+  EXPECT_EQ(frame.interval, 30u);
+  EXPECT_EQ(frame.timer, nullptr);
+  EXPECT_EQ(frame.loopRefs, 0) << "the run loop handed back";
+
+  const std::int64_t live = liveAllocations();
+  for (int i = 0; i < 100; ++i) session(frame, i % 2 == 1);
+  EXPECT_EQ(frame.timersRegistered, 101);
+  EXPECT_EQ(frame.timersUnregistered, 101);
+  EXPECT_EQ(liveAllocations(), live);
+
+  // Without a run loop the editor would never draw: it is refused.
+  Frame bare;
+  bare.offerRunLoop = false;
+  {
+    Instance fx(builtVst3());
+    auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
+    ASSERT_NE(v, nullptr);
+    v->table->setFrame(v, bare.self());
+    EXPECT_NE(v->table->attached(v, parentHandle, "X11EmbedWindowID"), kOk);
+    EXPECT_EQ(v->table->removed(v), kOk);
+    v->table->release(v);
+    EXPECT_EQ(fx.controller->table->createView(fx.controller, "other"), nullptr);
+  }
+  XDestroyWindow(x, parent);
+  XCloseDisplay(x);
 }
 
 }  // namespace
