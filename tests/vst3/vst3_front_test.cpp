@@ -545,6 +545,7 @@ TEST(Vst3Plugin, AProgramChosenInsideABlockTakesTheWholeBlock) {
   script[20].points = {{0, 2, 0.8}, {255, kProgram, 7 / 7.0}, {128, 4, 0.3}};
   script[30].points = {{17, kProgram, 1 / 7.0}};
   script[31].points = {{0, kProgram, 1 / 7.0}};  // the same again: nothing new
+  script[38].points = {{10, kProgram, 2 / 7.0}, {200, kProgram, 5 / 7.0}};  // the last point is the choice
   script[45].points = {{0, kProgram, 0.0}, {100, 3, 0.2}};
   for (float rate : {44100.0f, 96000.0f}) {
     SCOPED_TRACE(rate);
@@ -747,6 +748,43 @@ TEST(Vst3Plugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
   Stream full;
   full.failAt = 40;
   EXPECT_NE(source.component->table->getState(source.component, full.self()), kOk);
+}
+
+// The last frame at or above -120 dBFS after a 0 dBFS burst ends.
+std::int64_t lastAudibleFrame(Instance& fx, std::int64_t frames) {
+  constexpr int kBlock = 4096;
+  StereoBuffer in(kBlock), out(kBlock);
+  std::int64_t last = -1;
+  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
+    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
+    fx.process(in.channels(), 2, out.channels(), kBlock);
+    for (int i = 0; i < kBlock; ++i)
+      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
+  }
+  return last;
+}
+
+TEST(Vst3Plugin, TheTailFollowsTheSettingsAndIsNeverShorterThanARenderShows) {
+  const struct {
+    double rate, decay, damp, output;
+  } settings[] = {{44100, 0.5, 0.1, 0.5}, {96000, 1.0, 0.0, 1.0}, {48000, 0.2, 1.0, 1.0}};
+  for (const auto& s : settings) {
+    SCOPED_TRACE(::testing::Message() << s.rate << " Hz, decay " << s.decay << ", damp " << s.damp << ", output "
+                                      << s.output);
+    Instance fx(builtVst3());
+    ASSERT_TRUE(fx.start(s.rate, 4096));
+    const std::uint32_t before = fx.processor->table->getTailSamples(fx.processor);
+    StereoBuffer in(16), out(16);
+    Changes changes;
+    changes.add(1, 0, s.decay).add(2, 0, s.damp).add(3, 0, s.output).add(4, 0, 1.0);
+    fx.process(in.channels(), 2, out.channels(), 16, &changes);
+    const std::uint32_t reported = fx.processor->table->getTailSamples(fx.processor);
+    ASSERT_LT(reported, 0xFFFFFFFFu);
+    EXPECT_EQ(reported != before, s.decay != 0.5 || s.output != 0.5) << "the settings of the last block";
+    const std::int64_t last = lastAudibleFrame(fx, static_cast<std::int64_t>(reported) + 44100);
+    EXPECT_LE(last, static_cast<std::int64_t>(reported));
+    EXPECT_GT(last, 0) << "the reverb rings at all";
+  }
 }
 
 // ---------------------------------------------------------------- hostile calls
