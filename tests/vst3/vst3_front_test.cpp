@@ -469,6 +469,14 @@ TEST(Vst3Plugin, FiveParametersAndTheProgramList) {
   EXPECT_NE(e->table->getParamStringByValue(e, 5, 0.5, out), kOk);
   EXPECT_NE(e->table->getParamStringByValue(e, 1, 0.5, nullptr), kOk);
   EXPECT_EQ(e->table->normalizedToPlain(e, 3, 0.25), 0.25) << "the five are their own plain values";
+  // The host's own edits, from its UI thread; a program brings its values.
+  EXPECT_EQ(e->table->setParamNormalized(e, 2, 0.75), kOk);
+  EXPECT_EQ(fx.value(2), 0.75);
+  EXPECT_EQ(e->table->setParamNormalized(e, kProgram, 3 / 7.0), kOk);
+  EXPECT_EQ(fx.value(kProgram), 3 / 7.0);
+  EXPECT_EQ(fx.value(1), static_cast<double>(kFactoryPrograms[3].decay));
+  EXPECT_EQ(fx.value(2), static_cast<double>(kFactoryPrograms[3].damp));
+  EXPECT_NE(e->table->setParamNormalized(e, 5, 0.5), kOk);
   // A text longer than any the plug-in gives is read no further than its buffer.
   std::u16string longText(500, u'9');
   e->table->getParamValueByString(e, 1, longText.c_str(), &v);
@@ -890,7 +898,8 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
   XSync(x, False);
   void* parentHandle = reinterpret_cast<void*>(static_cast<std::uintptr_t>(parent));
 
-  auto session = [&](Frame& frame, bool componentFirst = false) {
+  enum Ending { kInOrder, kComponentFirst, kNotRemoved };
+  auto session = [&](Frame& frame, Ending ending = kInOrder) {
     auto fx = std::make_unique<Instance>(builtVst3());
     auto* e = fx->controller;
     auto* v = static_cast<Interface<PlugViewTable>*>(e->table->createView(e, "editor"));
@@ -920,10 +929,13 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
         second->table->release(second);
       }
       frame.tick();
-      EXPECT_EQ(v->table->removed(v), kOk);
+      // A host may release the view without removing it first.
+      if (ending != kNotRemoved) {
+        EXPECT_EQ(v->table->removed(v), kOk);
+      }
     }
     // A host may let go of the component first: the view keeps what it needs.
-    if (componentFirst) fx.reset();
+    if (ending == kComponentFirst) fx.reset();
     v->table->release(v);
   };
 
@@ -936,7 +948,7 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
   EXPECT_EQ(frame.loopRefs, 0) << "the run loop handed back";
 
   const std::int64_t live = liveAllocations();
-  for (int i = 0; i < 100; ++i) session(frame, i % 2 == 1);
+  for (int i = 0; i < 100; ++i) session(frame, static_cast<Ending>(i % 3));
   EXPECT_EQ(frame.timersRegistered, 101);
   EXPECT_EQ(frame.timersUnregistered, 101);
   EXPECT_EQ(liveAllocations(), live);
