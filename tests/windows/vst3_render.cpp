@@ -1,7 +1,8 @@
 // Renders one fixed stream through the VST3 bundle's binary, as a host on
 // either platform does, checks it against the VST 2 module of the same
 // platform fed the same pieces, and writes the samples so the two platforms'
-// renders can be compared byte for byte:
+// renders can be compared byte for byte. On Windows it also opens and closes
+// the editor on a window of its own, as a host's HWND, a few times:
 //
 //   korro-vst3-render PLUGIN-BINARY OUT.raw VST2-MODULE
 #include <cmath>
@@ -55,6 +56,57 @@ std::vector<Block> script() {
 }
 
 bool sameBytes(const Tuid& t, const unsigned char (&bytes)[16]) { return std::memcmp(t.bytes, bytes, 16) == 0; }
+
+#if defined(_WIN32)
+void pump(int ms) {
+  for (int waited = 0; waited < ms; waited += 10) {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&msg);
+      DispatchMessageA(&msg);
+    }
+    Sleep(10);
+  }
+}
+
+LRESULT CALLBACK hostWindowProc(HWND hwnd, UINT message, WPARAM w, LPARAM l) {
+  return DefWindowProcA(hwnd, message, w, l);
+}
+
+// The view on an HWND of ours: its window appears, its timer idles it, and
+// after removal neither is left behind (a timer left running would call a
+// freed view). Answers the number of checks that failed.
+int checkEditor(const Module& module) {
+  WNDCLASSA wc{};
+  wc.lpfnWndProc = &hostWindowProc;
+  wc.hInstance = GetModuleHandleA(nullptr);
+  wc.lpszClassName = "KorroVst3Host";
+  RegisterClassA(&wc);
+  HWND parent = CreateWindowExA(0, "KorroVst3Host", "host", WS_POPUP | WS_VISIBLE, 0, 0, 300, 196, nullptr, nullptr,
+                                wc.hInstance, nullptr);
+  if (!parent) return 1;
+  int failures = 0;
+  for (int round = 0; round < 10; ++round) {
+    Instance fx(module);
+    auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
+    if (!v) return failures + 1;
+    ViewRect r{};
+    failures += v->table->isPlatformTypeSupported(v, "HWND") != kTrue;
+    failures += v->table->isPlatformTypeSupported(v, "X11EmbedWindowID") == kTrue;
+    failures += v->table->getSize(v, &r) != kOk || r.right - r.left != 300 || r.bottom - r.top != 196;
+    failures += v->table->attached(v, parent, "HWND") != kOk;
+    failures += GetWindow(parent, GW_CHILD) == nullptr;
+    pump(80);
+    failures += v->table->removed(v) != kOk;
+    failures += GetWindow(parent, GW_CHILD) != nullptr;
+    v->table->release(v);
+    pump(80);
+  }
+  DestroyWindow(parent);
+  std::printf("editor: 10 openings on an HWND, %d checks failed\n", failures);
+  return failures;
+}
+#endif
 
 }  // namespace
 
@@ -143,6 +195,10 @@ int main(int argc, char** argv) {
     std::printf("%.0f Hz: %zu frames, %d differ from the VST 2 module\n", rate, (written.size() - first) / 2,
                 failures);
   }
+
+#if defined(_WIN32)
+  failures += checkEditor(module);
+#endif
 
   std::FILE* f = std::fopen(argv[2], "wb");
   if (!f || std::fwrite(written.data(), sizeof(float), written.size(), f) != written.size()) return 1;
