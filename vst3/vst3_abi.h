@@ -40,15 +40,23 @@ struct Tuid {
   unsigned char bytes[16];
 };
 
-constexpr Tuid makeTuid(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) {
-  Tuid t{};
+enum class IdLayout { BigEndian, Com };
 #if defined(_WIN32)
-  t.bytes[0] = a & 0xff, t.bytes[1] = (a >> 8) & 0xff, t.bytes[2] = (a >> 16) & 0xff, t.bytes[3] = a >> 24;
-  t.bytes[4] = (b >> 16) & 0xff, t.bytes[5] = b >> 24, t.bytes[6] = b & 0xff, t.bytes[7] = (b >> 8) & 0xff;
+inline constexpr IdLayout kNativeIdLayout = IdLayout::Com;
 #else
-  t.bytes[0] = a >> 24, t.bytes[1] = (a >> 16) & 0xff, t.bytes[2] = (a >> 8) & 0xff, t.bytes[3] = a & 0xff;
-  t.bytes[4] = b >> 24, t.bytes[5] = (b >> 16) & 0xff, t.bytes[6] = (b >> 8) & 0xff, t.bytes[7] = b & 0xff;
+inline constexpr IdLayout kNativeIdLayout = IdLayout::BigEndian;
 #endif
+
+constexpr Tuid makeTuid(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
+                        IdLayout layout = kNativeIdLayout) {
+  Tuid t{};
+  if (layout == IdLayout::Com) {
+    t.bytes[0] = a & 0xff, t.bytes[1] = (a >> 8) & 0xff, t.bytes[2] = (a >> 16) & 0xff, t.bytes[3] = a >> 24;
+    t.bytes[4] = (b >> 16) & 0xff, t.bytes[5] = b >> 24, t.bytes[6] = b & 0xff, t.bytes[7] = (b >> 8) & 0xff;
+  } else {
+    t.bytes[0] = a >> 24, t.bytes[1] = (a >> 16) & 0xff, t.bytes[2] = (a >> 8) & 0xff, t.bytes[3] = a & 0xff;
+    t.bytes[4] = b >> 24, t.bytes[5] = (b >> 16) & 0xff, t.bytes[6] = (b >> 8) & 0xff, t.bytes[7] = b & 0xff;
+  }
   t.bytes[8] = c >> 24, t.bytes[9] = (c >> 16) & 0xff, t.bytes[10] = (c >> 8) & 0xff, t.bytes[11] = c & 0xff;
   t.bytes[12] = d >> 24, t.bytes[13] = (d >> 16) & 0xff, t.bytes[14] = (d >> 8) & 0xff, t.bytes[15] = d & 0xff;
   return t;
@@ -61,6 +69,7 @@ inline constexpr Tuid kPluginFactory2Id = makeTuid(0x0007B650, 0xF24B4C0B, 0xA46
 inline constexpr Tuid kPluginFactory3Id = makeTuid(0x4555A2AB, 0xC1234E57, 0x9B122910, 0x36878931);
 inline constexpr Tuid kComponentId = makeTuid(0xE831FF31, 0xF2D54301, 0x928EBBEE, 0x25697802);
 inline constexpr Tuid kAudioProcessorId = makeTuid(0x42043F99, 0xB7DA453C, 0xA569E79D, 0x9AAEC33D);
+inline constexpr Tuid kProcessContextRequirementsId = makeTuid(0x2A654303, 0xEF764E3D, 0x95B5FE83, 0x730EF6D0);
 inline constexpr Tuid kEditControllerId = makeTuid(0xDCD7BBE3, 0x7742448D, 0xA874AACC, 0x979C759E);
 inline constexpr Tuid kComponentHandlerId = makeTuid(0x93A0BEA3, 0x0BD045DB, 0x8E890B0C, 0xC1E46AC6);
 inline constexpr Tuid kConnectionPointId = makeTuid(0x70A4156F, 0x6E6E4026, 0x989148BF, 0xAA60D8D1);
@@ -236,6 +245,11 @@ struct AudioProcessorTable {
   Result(KORRO_VST3_CALL* setProcessing)(void* self, std::uint8_t state);
   Result(KORRO_VST3_CALL* process)(void* self, ProcessData* data);
   std::uint32_t(KORRO_VST3_CALL* getTailSamples)(void* self);
+};
+
+struct ProcessContextRequirementsTable {
+  KORRO_VST3_UNKNOWN_SLOTS
+  std::uint32_t(KORRO_VST3_CALL* getProcessContextRequirements)(void* self);
 };
 
 struct ParameterInfo {

@@ -154,6 +154,8 @@ class Reverb {
       *out = &component_;
     else if (same(iid, kAudioProcessorId))
       *out = &processor_;
+    else if (same(iid, kProcessContextRequirementsId))
+      *out = &contextNeeds_;
     else if (same(iid, kEditControllerId))
       *out = &controller_;
     else if (same(iid, kUnitInfoId))
@@ -548,12 +550,14 @@ class Reverb {
 
   static const ComponentTable kComponentTable;
   static const AudioProcessorTable kProcessorTable;
+  static const ProcessContextRequirementsTable kContextNeedsTable;
   static const EditControllerTable kControllerTable;
   static const UnitInfoTable kUnitTable;
 
  private:
   Face<ComponentTable, Reverb> component_{&kComponentTable, this};
   Face<AudioProcessorTable, Reverb> processor_{&kProcessorTable, this};
+  Face<ProcessContextRequirementsTable, Reverb> contextNeeds_{&kContextNeedsTable, this};
   Face<EditControllerTable, Reverb> controller_{&kControllerTable, this};
   Face<UnitInfoTable, Reverb> units_{&kUnitTable, this};
   std::atomic<std::uint32_t> refs_{1};
@@ -582,8 +586,21 @@ View::~View() {
 }
 
 Result View::attached(void* parent, const char* type) {
-  if (!parent || !type || std::strcmp(type, kPlatformType) != 0 || open_) return kFalse;
-  if (!owner_->dispatch(effEditOpen, 0, 0, parent)) return kFalse;
+  // One editor per instance: a second view would take the first one's window.
+  if (!parent || !type || std::strcmp(type, kPlatformType) != 0 || open_ || owner_->view_) return kFalse;
+#if !defined(_WIN32)
+  // The host's run loop idles the editor; without one it would never draw.
+  void* loop = nullptr;
+  if (!frame_ || frame_->table->queryInterface(frame_, &kRunLoopId, &loop) != kOk || !loop) return kFalse;
+  runLoop_ = static_cast<RunLoop*>(loop);
+#endif
+  if (!owner_->dispatch(effEditOpen, 0, 0, parent)) {
+#if !defined(_WIN32)
+    runLoop_->table->release(runLoop_);
+    runLoop_ = nullptr;
+#endif
+    return kFalse;
+  }
   open_ = true;
   owner_->view_ = this;
   owner_->viewFrame_ = frame_;
@@ -592,12 +609,7 @@ Result View::attached(void* parent, const char* type) {
   timerWindow_ = static_cast<HWND>(parent);
   SetTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this), kIdleMs, &View::windowTimer);
 #else
-  // The host's run loop idles the editor; without one it would never draw.
-  void* loop = nullptr;
-  if (frame_ && frame_->table->queryInterface(frame_, &kRunLoopId, &loop) == kOk && loop) {
-    runLoop_ = static_cast<RunLoop*>(loop);
-    runLoop_->table->registerTimer(runLoop_, &timer_, kIdleMs);
-  }
+  runLoop_->table->registerTimer(runLoop_, &timer_, kIdleMs);
 #endif
   return kOk;
 }
@@ -720,6 +732,12 @@ const AudioProcessorTable Reverb::kProcessorTable = {
     [](void*, std::uint8_t) { return kOk; },
     [](void* s, ProcessData* d) { return of<AudioProcessorTable>(s)->process(d); },
     [](void* s) { return of<AudioProcessorTable>(s)->tail(); },
+};
+
+// No tempo, transport or time: a host that asks need not fill the context.
+const ProcessContextRequirementsTable Reverb::kContextNeedsTable = {
+    KORRO_VST3_UNKNOWN(ProcessContextRequirementsTable),
+    [](void*) -> std::uint32_t { return 0; },
 };
 
 const EditControllerTable Reverb::kControllerTable = {

@@ -1,0 +1,81 @@
+// The VST3 front against the VST 2 module it wraps, at 44.1 kHz and block
+// 512, both in one run so their ratio is read from the same machine state.
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "built_module.h"
+#include "vst3/vst3_host.h"
+
+namespace {
+
+using namespace korro::test::vst3host;
+constexpr int kBlock = 512;
+constexpr float kRate = 44100.0f;
+
+const Module& vst3Module() {
+  static const Module module(KORRO_VST3_PATH);
+  return module;
+}
+
+struct Noise {
+  explicit Noise(int frames) : left(frames), right(frames) {
+    std::uint32_t s = 7;
+    for (int i = 0; i < frames; ++i) {
+      s = s * 1664525u + 1013904223u;
+      left[i] = static_cast<float>(static_cast<std::int32_t>(s)) * 2e-10f;
+      right[i] = -left[i];
+    }
+  }
+  std::vector<float> left, right;
+};
+
+void setRate(benchmark::State& state) {
+  const double frames = static_cast<double>(state.iterations()) * kBlock;
+  state.counters["time_per_frame"] = benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+const int kLength = static_cast<int>(kRate) * 20 / kBlock * kBlock;
+
+// Blocks with an empty change list, as hosts send when nothing is automated.
+void vst3Block(benchmark::State& state) {
+  Instance fx(vst3Module());
+  if (!fx || !fx.start(kRate, kBlock)) {
+    state.SkipWithError("the VST3 bundle did not load");
+    return;
+  }
+  Noise in(kLength);
+  std::vector<float> outL(kBlock), outR(kBlock);
+  Changes none;
+  int pos = 0;
+  for (auto _ : state) {
+    float* ip[2] = {in.left.data() + pos, in.right.data() + pos};
+    float* op[2] = {outL.data(), outR.data()};
+    fx.process(ip, 2, op, kBlock, &none);
+    benchmark::ClobberMemory();
+    pos = (pos + kBlock) % kLength;
+  }
+  setRate(state);
+}
+BENCHMARK(vst3Block);
+
+// The module alone, the same blocks.
+void vst3ModuleBlock(benchmark::State& state) {
+  korro::host::Host host;
+  korro::host::Plugin vst(korro::bench::builtModule(), host);
+  vst.start(kRate, kBlock);
+  Noise in(kLength);
+  std::vector<float> outL(kBlock), outR(kBlock);
+  int pos = 0;
+  for (auto _ : state) {
+    float* ip[2] = {in.left.data() + pos, in.right.data() + pos};
+    float* op[2] = {outL.data(), outR.data()};
+    vst.processReplacing(ip, op, kBlock);
+    benchmark::ClobberMemory();
+    pos = (pos + kBlock) % kLength;
+  }
+  setRate(state);
+}
+BENCHMARK(vst3ModuleBlock);
+
+}  // namespace

@@ -1,0 +1,993 @@
+// The VST3 plug-in through a host of our own, against the VST 2 module: the
+// same samples for the same pieces, programs chosen inside a block, state
+// that survives a round trip and refuses what is not a state, the interfaces
+// and ids a host reads, and hostile calls.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "shell/programs.h"
+#include "support/alloc_counter.h"
+#include "support/module_fixture.h"
+#include "vst3_host.h"
+
+// Last: Xlib's macros (None, Bool, Status) clash with other names.
+#include "support/x11_host.h"
+
+namespace korro::test {
+namespace {
+
+using namespace vst3host;
+
+const Module& builtVst3() {
+  static const Module module(KORRO_VST3_PATH);
+  return module;
+}
+
+constexpr ParamId kProgram = 1000;
+const char* const kProgramNames[] = {"Basic Spring",      "Short Spring",        "Typical Spring",
+                                     "Long spring",       "FenderTwin Reverb",   "Vocal insert medium",
+                                     "Singing in the bathroom", "Lo-Fi Drums"};
+
+std::string ascii(const char16* text) {
+  std::string s;
+  for (int i = 0; i < 128 && text[i]; ++i) s += static_cast<char>(text[i]);
+  return s;
+}
+std::u16string wide(const char* text) { return std::u16string(text, text + std::strlen(text)); }
+
+std::string hex(const Tuid& t) {
+  std::string s;
+  char b[4];
+  for (int i = 0; i < 16; ++i) {
+    std::snprintf(b, sizeof b, i ? " %02X" : "%02X", t.bytes[i]);
+    s += b;
+  }
+  return s;
+}
+
+StereoBuffer testInput(int frames, unsigned seed = 5) {
+  StereoBuffer in(frames);
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<float> u(-0.8f, 0.8f);
+  for (int i = 0; i < frames; ++i) {
+    const bool on = (i / 3000) % 3 != 2;
+    in.left[i] = on ? u(rng) : 0.0f;
+    in.right[i] = on ? u(rng) * 0.5f : 0.0f;
+  }
+  return in;
+}
+
+struct Point {
+  std::int32_t offset;
+  ParamId id;
+  double value;
+};
+struct Block {
+  std::int32_t frames;
+  std::vector<Point> points;  // a program's point may sit at any offset: it takes the whole block
+};
+
+int totalFrames(const std::vector<Block>& script) {
+  int n = 0;
+  for (const Block& b : script) n += b.frames;
+  return n;
+}
+
+// The VST 2 module fed each block in pieces split at its changes, a program
+// chosen before the block that carries it.
+StereoBuffer renderVst(float rate, std::int32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in,
+                       bool mono = false) {
+  host::Host h;
+  host::Plugin vst(builtModule(), h);
+  vst.start(rate, maxBlock);
+  StereoBuffer out(totalFrames(script));
+  int pos = 0;
+  long program = 0;
+  for (const Block& b : script) {
+    // A program is a choice when it differs: automation repeats its value.
+    for (const Point& p : b.points)
+      if (p.id == kProgram && std::lround(p.value * 7) != program)
+        vst.dispatch(effSetProgram, 0, program = std::lround(p.value * 7));
+    std::vector<Point> points;
+    for (const Point& p : b.points)
+      if (p.id < 5) points.push_back(p);
+    std::stable_sort(points.begin(), points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
+    int done = 0;
+    auto runTo = [&](int t) {
+      if (t <= done) return;
+      float* i[2] = {in.left.data() + pos + done, (mono ? in.left : in.right).data() + pos + done};
+      float* o[2] = {out.left.data() + pos + done, out.right.data() + pos + done};
+      vst.processReplacing(i, o, t - done);
+      done = t;
+    };
+    for (const Point& p : points) {
+      runTo(std::clamp(p.offset, 0, b.frames));
+      vst.setParameter(static_cast<std::int32_t>(p.id), static_cast<float>(p.value));
+    }
+    runTo(b.frames);
+    pos += b.frames;
+  }
+  return out;
+}
+
+StereoBuffer renderVst3(Instance& fx, const std::vector<Block>& script, StereoBuffer& in, int inChannels = 2) {
+  StereoBuffer out(totalFrames(script));
+  int pos = 0;
+  Changes changes;
+  for (const Block& b : script) {
+    changes.clear();
+    for (const Point& p : b.points) changes.add(p.id, p.offset, p.value);
+    float* i[2] = {in.left.data() + pos, in.right.data() + pos};
+    float* o[2] = {out.left.data() + pos, out.right.data() + pos};
+    EXPECT_EQ(fx.process(i, inChannels, o, b.frames, &changes), kOk);
+    pos += b.frames;
+  }
+  return out;
+}
+
+StereoBuffer renderVst3(double rate, std::int32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in) {
+  Instance fx(builtVst3());
+  EXPECT_TRUE(fx.start(rate, maxBlock));
+  return renderVst3(fx, script, in);
+}
+
+std::ptrdiff_t firstDifference(const StereoBuffer& a, const StereoBuffer& b) {
+  const auto l = std::mismatch(a.left.begin(), a.left.end(), b.left.begin()).first - a.left.begin();
+  const auto r = std::mismatch(a.right.begin(), a.right.end(), b.right.begin()).first - a.right.begin();
+  return std::min(l, r);
+}
+
+std::vector<Block> evenBlocks(std::int32_t length, int frames) {
+  std::vector<Block> script;
+  const Point changes[] = {{0, 1, 0.8}, {0, 2, 0.6}, {0, 4, 0.9}, {0, 3, 0.7}, {0, 0, 0.0}, {0, 0, 1.0}};
+  for (int pos = 0, b = 0; pos < frames; pos += length, ++b) {
+    Block block{std::min(length, frames - pos), {}};
+    if (b % 7 == 3) block.points.push_back(changes[(b / 7) % 6]);
+    script.push_back(block);
+  }
+  return script;
+}
+
+// ---------------------------------------------------------------- ids, factory, interfaces
+
+TEST(Vst3Ids, LaidOutOnEachPlatformAsTheFormatFixesThem) {
+  // The two worked examples, in both layouts.
+  EXPECT_EQ(hex(makeTuid(0x00000000, 0x00000000, 0xC0000000, 0x00000046, IdLayout::Com)),
+            "00 00 00 00 00 00 00 00 C0 00 00 00 00 00 00 46");
+  EXPECT_EQ(hex(makeTuid(0x00000000, 0x00000000, 0xC0000000, 0x00000046, IdLayout::BigEndian)),
+            "00 00 00 00 00 00 00 00 C0 00 00 00 00 00 00 46");
+  EXPECT_EQ(hex(makeTuid(0x22888DDB, 0x156E45AE, 0x8358B348, 0x08190625, IdLayout::Com)),
+            "DB 8D 88 22 6E 15 AE 45 83 58 B3 48 08 19 06 25");
+  EXPECT_EQ(hex(makeTuid(0x22888DDB, 0x156E45AE, 0x8358B348, 0x08190625, IdLayout::BigEndian)),
+            "22 88 8D DB 15 6E 45 AE 83 58 B3 48 08 19 06 25");
+  // Every word's every byte lands apart: B's halves swap their bytes in COM order.
+  EXPECT_EQ(hex(makeTuid(0x42043F99, 0xB7DA453C, 0xA569E79D, 0x9AAEC33D, IdLayout::Com)),
+            "99 3F 04 42 DA B7 3C 45 A5 69 E7 9D 9A AE C3 3D");
+  EXPECT_EQ(kNativeIdLayout, IdLayout::BigEndian);
+
+  // Every id the front and this host use, as the format's table gives the Linux bytes.
+  const struct {
+    const Tuid& id;
+    const char* bytes;
+  } ids[] = {
+      {kFUnknownId, "00 00 00 00 00 00 00 00 C0 00 00 00 00 00 00 46"},
+      {kPluginBaseId, "22 88 8D DB 15 6E 45 AE 83 58 B3 48 08 19 06 25"},
+      {kPluginFactoryId, "7A 4D 81 1C 52 11 4A 1F AE D9 D2 EE 0B 43 BF 9F"},
+      {kPluginFactory2Id, "00 07 B6 50 F2 4B 4C 0B A4 64 ED B9 F0 0B 2A BB"},
+      {kPluginFactory3Id, "45 55 A2 AB C1 23 4E 57 9B 12 29 10 36 87 89 31"},
+      {kComponentId, "E8 31 FF 31 F2 D5 43 01 92 8E BB EE 25 69 78 02"},
+      {kAudioProcessorId, "42 04 3F 99 B7 DA 45 3C A5 69 E7 9D 9A AE C3 3D"},
+      {kProcessContextRequirementsId, "2A 65 43 03 EF 76 4E 3D 95 B5 FE 83 73 0E F6 D0"},
+      {kEditControllerId, "DC D7 BB E3 77 42 44 8D A8 74 AA CC 97 9C 75 9E"},
+      {kComponentHandlerId, "93 A0 BE A3 0B D0 45 DB 8E 89 0B 0C C1 E4 6A C6"},
+      {kConnectionPointId, "70 A4 15 6F 6E 6E 40 26 98 91 48 BF AA 60 D8 D1"},
+      {kBStreamId, "C3 BF 6E A2 30 99 47 52 9B 6B F9 90 1E E3 3E 9B"},
+      {kUnitInfoId, "3D 4B D6 B5 91 3A 4F D2 A8 86 E7 68 A5 EB 92 C1"},
+      {kParameterChangesId, "A4 77 96 63 0B B6 4A 56 B4 43 84 A8 46 6F EB 9D"},
+      {kParamValueQueueId, "01 26 3A 18 ED 07 4F 6F 98 C9 D3 56 46 86 F9 BA"},
+      {kPlugViewId, "5B C3 25 07 D0 60 49 EA A6 15 1B 52 2B 75 5B 29"},
+      {kPlugFrameId, "36 7F AF 01 AF A9 46 93 8D 4D A2 A0 ED 08 82 A3"},
+      {kContentScaleSupportId, "65 ED 96 90 8A C4 45 25 8A AD EF 7A 72 EA 70 3F"},
+      {kRunLoopId, "18 C3 53 66 97 76 4F 1A 9C 5B 83 85 7A 87 13 89"},
+      {kTimerHandlerId, "10 BD D9 4F 41 42 47 74 82 1F AD 8F EC A7 2C A9"},
+      {kHostApplicationId, "58 E5 95 CC DB 2D 49 69 8B 6A AF 8C 36 A6 64 E5"},
+  };
+  for (const auto& i : ids) EXPECT_EQ(hex(i.id), i.bytes);
+}
+
+TEST(Vst3Factory, DescribesOneReverbClassAndMakesOnlyThat) {
+  const Module& m = builtVst3();
+  ASSERT_NE(m.factory(), nullptr) << m.error();
+  auto* f = m.factory();
+  for (const Tuid* iid : {&kFUnknownId, &kPluginFactoryId, &kPluginFactory2Id, &kPluginFactory3Id}) {
+    void* out = nullptr;
+    EXPECT_EQ(f->table->queryInterface(f, iid, &out), kOk);
+    EXPECT_EQ(out, f);
+  }
+  void* out = &out;
+  EXPECT_EQ(f->table->queryInterface(f, &kComponentId, &out), kNoInterface);
+  EXPECT_EQ(out, nullptr);
+
+  FactoryInfo fi{};
+  ASSERT_EQ(f->table->getFactoryInfo(f, &fi), kOk);
+  EXPECT_STREQ(fi.vendor, "Korro Tarrow");
+  EXPECT_EQ(fi.flags, 0x10);
+  ASSERT_EQ(f->table->countClasses(f), 1);
+
+  ClassInfo ci{};
+  ASSERT_EQ(f->table->getClassInfo(f, 0, &ci), kOk);
+  EXPECT_STREQ(ci.category, "Audio Module Class");
+  EXPECT_STREQ(ci.name, "Korro Tarrow");
+  EXPECT_EQ(ci.cardinality, 0x7FFFFFFF);
+  EXPECT_NE(f->table->getClassInfo(f, 1, &ci), kOk);
+  EXPECT_NE(f->table->getClassInfo(f, -1, &ci), kOk);
+  EXPECT_NE(f->table->getClassInfo(f, 0, nullptr), kOk);
+
+  ClassInfo2 c2{};
+  ASSERT_EQ(f->table->getClassInfo2(f, 0, &c2), kOk);
+  EXPECT_EQ(hex(c2.classId), hex(ci.classId));
+  EXPECT_STREQ(c2.category, "Audio Module Class");
+  EXPECT_STREQ(c2.name, "Korro Tarrow");
+  EXPECT_STREQ(c2.subCategories, "Fx|Reverb");
+  EXPECT_STREQ(c2.vendor, "Korro Tarrow");
+  EXPECT_STREQ(c2.version, "1.2.0");
+  EXPECT_NE(f->table->getClassInfo2(f, 1, &c2), kOk);
+
+  ClassInfoW cw{};
+  ASSERT_EQ(f->table->getClassInfoUnicode(f, 0, &cw), kOk);
+  EXPECT_EQ(hex(cw.classId), hex(ci.classId));
+  EXPECT_STREQ(cw.category, "Audio Module Class");
+  EXPECT_EQ(ascii(cw.name), "Korro Tarrow");
+  EXPECT_STREQ(cw.subCategories, "Fx|Reverb");
+  EXPECT_EQ(ascii(cw.vendor), "Korro Tarrow");
+  EXPECT_EQ(ascii(cw.version), "1.2.0");
+  EXPECT_NE(f->table->getClassInfoUnicode(f, 1, &cw), kOk);
+
+  // Another class, or no class: nothing made.
+  Tuid other = ci.classId;
+  other.bytes[15] ^= 1;
+  out = &out;
+  EXPECT_EQ(f->table->createInstance(f, &other, &kComponentId, &out), kNoInterface);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(f->table->createInstance(f, nullptr, &kComponentId, &out), kNoInterface);
+  EXPECT_EQ(f->table->createInstance(f, &ci.classId, &kPlugViewId, &out), kNoInterface);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_NE(f->table->createInstance(f, &ci.classId, &kComponentId, nullptr), kOk);
+  // Asked for by its base id, the object answers as itself.
+  out = nullptr;
+  ASSERT_EQ(f->table->createInstance(f, &ci.classId, &kFUnknownId, &out), kOk);
+  auto* unknown = static_cast<Unknown*>(out);
+  EXPECT_EQ(unknown->table->release(unknown), 0u);
+}
+
+TEST(Vst3Plugin, AnswersTheInterfacesOfAnEffectAsOneObject) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx);
+  // What a host asks an effect for, asked of every face: each answers the same faces.
+  const Tuid* answered[] = {&kFUnknownId, &kPluginBaseId, &kComponentId, &kAudioProcessorId,
+                            &kProcessContextRequirementsId, &kEditControllerId, &kUnitInfoId};
+  const Tuid kEditController2 = makeTuid(0x7F4EFE59, 0xF3204967, 0xAC27A3AE, 0xAFB63038);
+  const Tuid kProgramListData = makeTuid(0x8683B01F, 0x7B354F70, 0xA2651DEC, 0x353AF4FF);
+  const Tuid* refused[] = {&kConnectionPointId, &kEditController2, &kProgramListData, &kPlugViewId,
+                           &kPluginFactoryId,   &kBStreamId,       &kComponentHandlerId};
+  void* faces[] = {fx.component, fx.processor, fx.controller, fx.units};
+  std::vector<void*> first;
+  for (void* face : faces) {
+    auto* u = static_cast<Unknown*>(face);
+    std::vector<void*> got;
+    for (const Tuid* iid : answered) {
+      void* out = nullptr;
+      ASSERT_EQ(u->table->queryInterface(u, iid, &out), kOk) << hex(*iid);
+      ASSERT_NE(out, nullptr);
+      got.push_back(out);
+      // Each answer holds a count of its own.
+      EXPECT_GE(static_cast<Unknown*>(out)->table->release(out), 1u);
+    }
+    if (first.empty()) first = got;
+    EXPECT_EQ(got, first) << "every face leads to the same faces";
+    for (const Tuid* iid : refused) {
+      void* out = &out;
+      EXPECT_EQ(u->table->queryInterface(u, iid, &out), kNoInterface) << hex(*iid);
+      EXPECT_EQ(out, nullptr);
+    }
+    void* out = &out;
+    EXPECT_EQ(u->table->queryInterface(u, nullptr, &out), kNoInterface);
+    EXPECT_NE(u->table->queryInterface(u, &kComponentId, nullptr), kOk);
+  }
+  EXPECT_EQ(first[0], fx.component);
+  EXPECT_EQ(first[3], fx.processor);
+  EXPECT_EQ(first[5], fx.controller);
+  EXPECT_EQ(first[6], fx.units);
+
+  // The context it needs: none (it keeps no tempo or transport).
+  auto* req = static_cast<Interface<ProcessContextRequirementsTable>*>(first[4]);
+  EXPECT_EQ(req->table->getProcessContextRequirements(req), 0u);
+
+  // One count for all faces: the processor outlives a released component.
+  auto* c = fx.component;
+  EXPECT_EQ(c->table->addRef(c), 5u);  // component, processor, controller, units, and this
+  EXPECT_EQ(fx.processor->table->release(fx.processor), 4u);
+  EXPECT_EQ(c->table->addRef(c), 5u);
+  EXPECT_EQ(c->table->release(c), 4u);
+
+  Tuid controllerClass{};
+  EXPECT_NE(c->table->getControllerClassId(c, &controllerClass), kOk) << "no separate controller class";
+  EXPECT_EQ(fx.processor->table->getLatencySamples(fx.processor), 0u);
+}
+
+TEST(Vst3Plugin, OneStereoOutputFedByAStereoOrMonoInput) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx);
+  auto* c = fx.component;
+  auto* p = fx.processor;
+  EXPECT_EQ(c->table->getBusCount(c, kAudio, kInput), 1);
+  EXPECT_EQ(c->table->getBusCount(c, kAudio, kOutput), 1);
+  EXPECT_EQ(c->table->getBusCount(c, kEvent, kInput), 0);
+  EXPECT_EQ(c->table->getBusCount(c, kEvent, kOutput), 0);
+  for (std::int32_t dir : {kInput, kOutput}) {
+    BusInfo b{};
+    ASSERT_EQ(c->table->getBusInfo(c, kAudio, dir, 0, &b), kOk);
+    EXPECT_EQ(b.mediaType, kAudio);
+    EXPECT_EQ(b.direction, dir);
+    EXPECT_EQ(b.channelCount, 2);
+    EXPECT_EQ(b.busType, 0) << "main";
+    EXPECT_EQ(b.flags & 1u, 1u) << "active by default";
+    EXPECT_EQ(ascii(b.name), dir == kInput ? "Input" : "Output");
+    EXPECT_NE(c->table->getBusInfo(c, kAudio, dir, 1, &b), kOk);
+    EXPECT_NE(c->table->getBusInfo(c, kEvent, dir, 0, &b), kOk);
+    EXPECT_NE(c->table->getBusInfo(c, kAudio, dir, 0, nullptr), kOk);
+    std::uint64_t a = 0;
+    ASSERT_EQ(p->table->getBusArrangement(p, dir, 0, &a), kOk);
+    EXPECT_EQ(a, kSpeakerStereo);
+    EXPECT_NE(p->table->getBusArrangement(p, dir, 1, &a), kOk);
+  }
+  BusInfo b{};
+  EXPECT_NE(c->table->getBusInfo(c, kAudio, 2, 0, &b), kOk);
+
+  auto arrange = [&](std::vector<std::uint64_t> in, std::vector<std::uint64_t> out) {
+    return p->table->setBusArrangements(p, in.data(), static_cast<std::int32_t>(in.size()), out.data(),
+                                        static_cast<std::int32_t>(out.size()));
+  };
+  auto inputChannels = [&] {
+    BusInfo info{};
+    c->table->getBusInfo(c, kAudio, kInput, 0, &info);
+    std::uint64_t a = 0;
+    p->table->getBusArrangement(p, kInput, 0, &a);
+    return std::pair{info.channelCount, a};
+  };
+  EXPECT_EQ(arrange({kSpeakerMono}, {kSpeakerStereo}), kTrue);
+  EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
+  // Refused, and the mono input stays.
+  const std::uint64_t kSurround51 = 0x3F, kLeftOnly = 0x1;
+  for (auto [in, out] : {std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSpeakerMono}},
+                         std::pair{std::vector<std::uint64_t>{kSurround51}, std::vector<std::uint64_t>{kSpeakerStereo}},
+                         std::pair{std::vector<std::uint64_t>{kLeftOnly}, std::vector<std::uint64_t>{kSpeakerStereo}},
+                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSurround51}},
+                         std::pair{std::vector<std::uint64_t>{}, std::vector<std::uint64_t>{kSpeakerStereo}},
+                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo},
+                                   std::vector<std::uint64_t>{kSpeakerStereo}},
+                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo},
+                                   std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo}}}) {
+    EXPECT_NE(arrange(in, out), kTrue);
+    EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
+  }
+  EXPECT_NE(p->table->setBusArrangements(p, nullptr, 1, nullptr, 1), kTrue);
+  EXPECT_EQ(arrange({kSpeakerStereo}, {kSpeakerStereo}), kTrue);
+  EXPECT_EQ(inputChannels(), (std::pair{2, kSpeakerStereo}));
+
+  EXPECT_EQ(p->table->canProcessSampleSize(p, 0), kTrue);
+  EXPECT_NE(p->table->canProcessSampleSize(p, 1), kTrue) << "32-bit samples only";
+  ProcessSetup doubles{0, 1, 512, 44100.0};
+  EXPECT_NE(p->table->setupProcessing(p, &doubles), kOk);
+  EXPECT_NE(p->table->setupProcessing(p, nullptr), kOk);
+}
+
+TEST(Vst3Plugin, FiveParametersAndTheProgramList) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx);
+  auto* e = fx.controller;
+  ASSERT_EQ(e->table->getParameterCount(e), 6);
+  const char* names[] = {"Bypass", "Decay", "Damp", "Output", "Mix"};
+  const char* units[] = {"", "%", "%", "dB", "%"};
+  const double defaults[] = {1.0, 0.5, 0.1, 0.5, 0.5};
+  for (std::int32_t i = 0; i < 5; ++i) {
+    ParameterInfo info{};
+    ASSERT_EQ(e->table->getParameterInfo(e, i, &info), kOk);
+    EXPECT_EQ(info.id, static_cast<ParamId>(i));
+    EXPECT_EQ(ascii(info.title), names[i]);
+    EXPECT_EQ(ascii(info.units), units[i]);
+    EXPECT_EQ(info.stepCount, i == 0 ? 1 : 0);
+    EXPECT_EQ(info.defaultNormalizedValue, static_cast<double>(static_cast<float>(defaults[i])));
+    EXPECT_EQ(info.flags, kCanAutomate) << "automatable, and Bypass is not the host's bypass";
+    EXPECT_EQ(info.unitId, 0);
+    EXPECT_EQ(fx.value(static_cast<ParamId>(i)), info.defaultNormalizedValue);
+  }
+  ParameterInfo program{};
+  ASSERT_EQ(e->table->getParameterInfo(e, 5, &program), kOk);
+  EXPECT_EQ(program.id, kProgram);
+  EXPECT_GE(program.id, 5u) << "outside the five";
+  EXPECT_EQ(program.stepCount, 7);
+  EXPECT_EQ(program.flags, kIsList | kIsProgramChange) << "not automatable";
+  EXPECT_EQ(program.unitId, 0);
+  EXPECT_EQ(program.defaultNormalizedValue, 0.0);
+  ParameterInfo none{};
+  EXPECT_NE(e->table->getParameterInfo(e, 6, &none), kOk);
+  EXPECT_NE(e->table->getParameterInfo(e, -1, &none), kOk);
+  EXPECT_NE(e->table->getParameterInfo(e, 0, nullptr), kOk);
+
+  // Texts and their inverse, the CLAP front's.
+  const struct {
+    ParamId id;
+    double value;
+    const char* text;
+  } texts[] = {{0, 1.0, "on"}, {0, 0.0, "off"}, {1, 0.5, "50%"}, {2, 1.0, "100%"},
+               {3, 0.5, "0.00dB"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}, {4, 0.0, "0%"}};
+  for (const auto& t : texts) {
+    char16 out[128];
+    std::fill(std::begin(out), std::end(out), u'#');
+    ASSERT_EQ(e->table->getParamStringByValue(e, t.id, t.value, out), kOk);
+    EXPECT_EQ(ascii(out), t.text);
+    double back = -1.0;
+    ASSERT_EQ(e->table->getParamValueByString(e, t.id, wide(t.text).c_str(), &back), kOk) << t.text;
+    EXPECT_EQ(back, t.value) << t.text;
+  }
+  // Program k sits at k/7; the nearest step names it.
+  for (int k = 0; k < 8; ++k) {
+    char16 out[128] = {};
+    ASSERT_EQ(e->table->getParamStringByValue(e, kProgram, k / 7.0, out), kOk);
+    EXPECT_EQ(ascii(out), kProgramNames[k]);
+    double back = -1.0;
+    ASSERT_EQ(e->table->getParamValueByString(e, kProgram, wide(kProgramNames[k]).c_str(), &back), kOk);
+    EXPECT_EQ(back, k / 7.0);
+    EXPECT_EQ(e->table->normalizedToPlain(e, kProgram, k / 7.0), k);
+    EXPECT_EQ(e->table->plainToNormalized(e, kProgram, k), k / 7.0);
+  }
+  const struct {
+    double value;
+    int program;
+  } rounding[] = {{0.5 / 7, 1}, {std::nextafter(0.5 / 7, 0.0), 0}, {6.5 / 7, 7}, {std::nextafter(6.5 / 7, 0.0), 6},
+                  {1.0, 7}, {1.5, 7}, {-0.2, 0}, {NAN, 0}};
+  for (const auto& r : rounding) {
+    char16 out[128] = {};
+    ASSERT_EQ(e->table->getParamStringByValue(e, kProgram, r.value, out), kOk) << r.value;
+    EXPECT_EQ(ascii(out), kProgramNames[r.program]) << r.value;
+  }
+  double v = -1.0;
+  EXPECT_NE(e->table->getParamValueByString(e, kProgram, u"Basic", &v), kOk);
+  EXPECT_NE(e->table->getParamValueByString(e, 1, u"fifty", &v), kOk);
+  EXPECT_NE(e->table->getParamValueByString(e, 5, u"50%", &v), kOk);
+  EXPECT_NE(e->table->getParamValueByString(e, 1, nullptr, &v), kOk);
+  EXPECT_EQ(v, -1.0);
+  char16 out[128];
+  EXPECT_NE(e->table->getParamStringByValue(e, 5, 0.5, out), kOk);
+  EXPECT_NE(e->table->getParamStringByValue(e, 1, 0.5, nullptr), kOk);
+  EXPECT_EQ(e->table->normalizedToPlain(e, 3, 0.25), 0.25) << "the five are their own plain values";
+  // The host's own edits, from its UI thread; a program brings its values.
+  EXPECT_EQ(e->table->setParamNormalized(e, 2, 0.75), kOk);
+  EXPECT_EQ(fx.value(2), 0.75);
+  EXPECT_EQ(e->table->setParamNormalized(e, kProgram, 3 / 7.0), kOk);
+  EXPECT_EQ(fx.value(kProgram), 3 / 7.0);
+  EXPECT_EQ(fx.value(1), static_cast<double>(kFactoryPrograms[3].decay));
+  EXPECT_EQ(fx.value(2), static_cast<double>(kFactoryPrograms[3].damp));
+  EXPECT_NE(e->table->setParamNormalized(e, 5, 0.5), kOk);
+  // A text longer than any the plug-in gives is read no further than its buffer.
+  std::u16string longText(500, u'9');
+  e->table->getParamValueByString(e, 1, longText.c_str(), &v);
+
+  // The unit and its program list: the eight factory programs under their names.
+  auto* u = fx.units;
+  ASSERT_EQ(u->table->getUnitCount(u), 1);
+  UnitInfo unit{};
+  ASSERT_EQ(u->table->getUnitInfo(u, 0, &unit), kOk);
+  EXPECT_EQ(unit.id, 0);
+  EXPECT_EQ(unit.parentUnitId, -1);
+  EXPECT_NE(u->table->getUnitInfo(u, 1, &unit), kOk);
+  ASSERT_EQ(u->table->getProgramListCount(u), 1);
+  ProgramListInfo list{};
+  ASSERT_EQ(u->table->getProgramListInfo(u, 0, &list), kOk);
+  EXPECT_EQ(unit.programListId, list.id);
+  EXPECT_NE(list.id, -1);
+  EXPECT_EQ(list.programCount, 8);
+  EXPECT_NE(u->table->getProgramListInfo(u, 1, &list), kOk);
+  for (int k = 0; k < 8; ++k) {
+    char16 name[128] = {};
+    ASSERT_EQ(u->table->getProgramName(u, list.id, k, name), kOk);
+    EXPECT_EQ(ascii(name), kProgramNames[k]);
+  }
+  char16 name[128] = {};
+  EXPECT_NE(u->table->getProgramName(u, list.id, 8, name), kOk);
+  EXPECT_NE(u->table->getProgramName(u, list.id, -1, name), kOk);
+  EXPECT_NE(u->table->getProgramName(u, list.id + 1, 0, name), kOk);
+  EXPECT_NE(u->table->getProgramName(u, list.id, 0, nullptr), kOk);
+}
+
+// ---------------------------------------------------------------- rendering
+
+TEST(Vst3Plugin, RendersLikeTheVstModuleAtEveryBlockLength) {
+  for (float rate : {44100.0f, 96000.0f}) {
+    for (std::int32_t block : {512, 64, 333, 1}) {
+      SCOPED_TRACE(::testing::Message() << rate << " Hz, blocks of " << block);
+      const int frames = block == 1 ? 3000 : 20000;
+      StereoBuffer in = testInput(frames);
+      const std::vector<Block> script = evenBlocks(block, frames);
+      EXPECT_EQ(firstDifference(renderVst(rate, block, script, in), renderVst3(rate, block, script, in)), frames);
+    }
+  }
+}
+
+TEST(Vst3Plugin, ChangesInsideABlockSplitItAtTheirOffsets) {
+  std::mt19937 rng(3);
+  std::vector<Block> script;
+  for (int b = 0; b < 60; ++b) {
+    Block block{512, {}};
+    std::uniform_int_distribution<std::int32_t> at(0, 511);
+    // Queues of different parameters interleave; each queue's points come in order.
+    for (int k = 0; k < 4; ++k)
+      block.points.push_back({at(rng), static_cast<ParamId>(rng() % 5), std::uniform_real_distribution<double>(0, 1)(rng)});
+    std::sort(block.points.begin(), block.points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
+    if (b % 10 == 4) block.points.push_back({511, 1, 0.95});  // the block's last frame
+    if (b % 10 == 7) block.points.push_back({9999, 2, 0.3});  // past its end: after the last frame
+    if (b % 10 == 8) block.points.push_back({100, 77, 0.3});  // no such parameter
+    script.push_back(block);
+  }
+  for (float rate : {44100.0f, 96000.0f}) {
+    SCOPED_TRACE(rate);
+    StereoBuffer in = testInput(totalFrames(script), 9);
+    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in), renderVst3(rate, 512, script, in)),
+              totalFrames(script));
+  }
+}
+
+TEST(Vst3Plugin, AProgramChosenInsideABlockTakesTheWholeBlock) {
+  // A program at an offset inside the block, with changes of the five around
+  // it in queues the host listed first.
+  std::vector<Block> script = evenBlocks(256, 16000);
+  script[5].points = {{40, 1, 0.9}, {200, kProgram, 3 / 7.0}};
+  script[20].points = {{0, 2, 0.8}, {255, kProgram, 7 / 7.0}, {128, 4, 0.3}};
+  script[30].points = {{17, kProgram, 1 / 7.0}};
+  script[31].points = {{0, kProgram, 1 / 7.0}};  // the same again: nothing new
+  script[38].points = {{10, kProgram, 2 / 7.0}, {200, kProgram, 5 / 7.0}};  // the last point is the choice
+  script[45].points = {{0, kProgram, 0.0}, {100, 3, 0.2}};
+  for (float rate : {44100.0f, 96000.0f}) {
+    SCOPED_TRACE(rate);
+    StereoBuffer in = testInput(totalFrames(script), 11);
+    EXPECT_EQ(firstDifference(renderVst(rate, 256, script, in), renderVst3(rate, 256, script, in)),
+              totalFrames(script));
+  }
+
+  // The host hears the program's five values back, and the controller shows them.
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(44100, 64));
+  StereoBuffer in(64), out(64);
+  Changes changes, outputs;
+  changes.add(kProgram, 30, 4 / 7.0);
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 64, &changes, &outputs), kOk);
+  const FactoryProgram& p = kFactoryPrograms[4];
+  const double expected[] = {1.0, p.decay, p.damp, p.output, p.mix};
+  for (ParamId i = 0; i < 5; ++i) {
+    double v = -1.0;
+    ASSERT_TRUE(outputs.last(i, v)) << i;
+    EXPECT_EQ(v, static_cast<double>(static_cast<float>(expected[i]))) << i;
+    EXPECT_EQ(fx.value(i), static_cast<double>(static_cast<float>(expected[i]))) << i;
+  }
+  EXPECT_EQ(fx.value(kProgram), 4 / 7.0);
+  outputs.clear();
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 64, &changes, &outputs), kOk);
+  EXPECT_EQ(outputs.count, 0) << "the same program again tells nothing";
+}
+
+TEST(Vst3Plugin, AMonoInputFeedsBothChannelsAndBuffersMayBeShared) {
+  const std::vector<Block> script = evenBlocks(300, 12000);
+  StereoBuffer in = testInput(12000, 13);
+  const StereoBuffer ref = renderVst(48000, 300, script, in, true);
+  {
+    Instance fx(builtVst3());
+    ASSERT_TRUE(fx.start(48000, 300, kSpeakerMono));
+    EXPECT_EQ(firstDifference(renderVst3(fx, script, in, 1), ref), 12000);
+  }
+  // In place: the output overwrites the input it reads, as many hosts arrange it.
+  const StereoBuffer stereoRef = renderVst(48000, 300, script, in);
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(48000, 300));
+  StereoBuffer io = in;
+  Changes changes;
+  int pos = 0;
+  for (const Block& b : script) {
+    changes.clear();
+    for (const Point& p : b.points) changes.add(p.id, p.offset, p.value);
+    float* ch[2] = {io.left.data() + pos, io.right.data() + pos};
+    ASSERT_EQ(fx.process(ch, 2, ch, b.frames, &changes), kOk);
+    pos += b.frames;
+  }
+  EXPECT_EQ(firstDifference(io, stereoRef), 12000);
+}
+
+TEST(Vst3Plugin, AnEmptyBlockAppliesChangesOnly) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(44100, 128));
+  StereoBuffer in = testInput(128), out(128, 7.0f);
+  Changes changes;
+  changes.add(1, 0, 0.9).add(3, 5, 0.7).add(kProgram, 0, 2 / 7.0);
+  for (std::int32_t frames : {0, -5}) {
+    ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), frames, &changes), kOk);
+    EXPECT_EQ(out.left[0], 7.0f) << "nothing written";
+  }
+  EXPECT_EQ(fx.value(kProgram), 2 / 7.0);
+  EXPECT_EQ(fx.value(1), static_cast<double>(0.9f));
+  EXPECT_EQ(fx.value(3), static_cast<double>(0.7f));
+
+  // What follows sounds as the module does after the same choices.
+  host::Host h;
+  host::Plugin vst(builtModule(), h);
+  vst.start(44100, 128);
+  vst.dispatch(effSetProgram, 0, 2);
+  vst.setParameter(1, 0.9f);
+  vst.setParameter(3, 0.7f);
+  StereoBuffer a = testInput(4096, 2), b = testInput(4096, 2), outA(4096), outB(4096);
+  for (int pos = 0; pos < 4096; pos += 128) {
+    float* i1[2] = {a.left.data() + pos, a.right.data() + pos};
+    float* o1[2] = {outA.left.data() + pos, outA.right.data() + pos};
+    vst.processReplacing(i1, o1, 128);
+    float* i2[2] = {b.left.data() + pos, b.right.data() + pos};
+    float* o2[2] = {outB.left.data() + pos, outB.right.data() + pos};
+    fx.process(i2, 2, o2, 128);
+  }
+  EXPECT_EQ(firstDifference(outA, outB), 4096);
+}
+
+TEST(Vst3Plugin, SilenceFlagsMarkChannelsWrittenAllZero) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(44100, 256));
+  StereoBuffer in(256), out(256);
+  Changes dryOnly;
+  dryOnly.add(4, 0, 0.0).add(0, 0, 0.0);  // Mix 0, springs not fed: the output is the input
+  std::uint64_t flags = ~std::uint64_t{0};
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 256, &dryOnly, nullptr, &flags), kOk);
+  EXPECT_EQ(flags, 3u) << "both written all zero; bits of channels that do not exist cleared";
+  for (int at : {0, 255}) {
+    in.left[at] = 0.25f;
+    flags = 3;
+    ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 256, nullptr, nullptr, &flags), kOk);
+    ASSERT_EQ(out.left[at], 0.25f);
+    EXPECT_EQ(flags, 2u) << "one sample at " << at << " on the left";
+    in.left[at] = 0.0f;
+  }
+  in.right[100] = -1e-30f;
+  flags = 0;
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 256, nullptr, nullptr, &flags), kOk);
+  EXPECT_EQ(flags, 1u) << "a tiny value is not zero";
+  in.right[100] = -0.0f;
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 256, nullptr, nullptr, &flags), kOk);
+  EXPECT_EQ(flags, 3u) << "-0 is zero";
+}
+
+// ---------------------------------------------------------------- state
+
+TEST(Vst3Plugin, StateCarriesEverythingAUserChangedToAnotherInstance) {
+  Instance a(builtVst3()), b(builtVst3());
+  ASSERT_TRUE(a.start(48000, 256) && b.start(48000, 256));
+  StereoBuffer in = testInput(256), out(256);
+  Changes changes;
+  changes.add(kProgram, 0, 5 / 7.0).add(1, 0, 0.83).add(3, 10, 0.61).add(4, 20, 0.4);
+  a.process(in.channels(), 2, out.channels(), 256, &changes);
+
+  Stream s(a.state(7));
+  ASSERT_EQ(s.bytes.size(), 12u + 472u);
+  s.chunk = 5;
+  ASSERT_EQ(b.component->table->setState(b.component, s.self()), kOk);
+  EXPECT_EQ(s.pos, s.bytes.size());
+  EXPECT_EQ(b.state(), a.state());
+  EXPECT_EQ(b.handler.restarts, 1);
+  EXPECT_EQ(b.handler.lastRestartFlags & kRestartParamValuesChanged, kRestartParamValuesChanged);
+  for (ParamId i : {0u, 1u, 2u, 3u, 4u, kProgram}) EXPECT_EQ(b.value(i), a.value(i)) << i;
+  EXPECT_EQ(b.value(kProgram), 5 / 7.0);
+  // The controller's own side of the state, when a host hands it over, changes nothing.
+  Stream again(a.state());
+  EXPECT_EQ(b.controller->table->setComponentState(b.controller, again.self()), kOk);
+
+  // From here both render the same, once the first restarts as the loaded one did.
+  a.stop();
+  ASSERT_TRUE(a.start(48000, 256));
+  StereoBuffer inA = testInput(8000), inB = testInput(8000);
+  const std::vector<Block> script = evenBlocks(256, 8000);
+  EXPECT_EQ(firstDifference(renderVst3(a, script, inA), renderVst3(b, script, inB)), 8000);
+}
+
+TEST(Vst3Plugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
+  Instance source(builtVst3()), target(builtVst3());
+  ASSERT_TRUE(source.start(44100, 128) && target.start(44100, 128));
+  StereoBuffer in(128), out(128);
+  Changes changes;
+  changes.add(1, 0, 0.9).add(2, 0, 0.7).add(kProgram, 0, 6 / 7.0);
+  source.process(in.channels(), 2, out.channels(), 128, &changes);
+  const std::vector<unsigned char> good = source.state();
+  ASSERT_EQ(good.size(), 12u + 472u);
+  const std::vector<unsigned char> before = target.state();
+  ASSERT_NE(before, good);
+
+  auto refused = [&](std::vector<unsigned char> bytes, std::size_t failAt, const char* what) {
+    Stream s(std::move(bytes));
+    s.failAt = failAt;
+    EXPECT_NE(target.component->table->setState(target.component, s.self()), kOk) << what;
+    EXPECT_EQ(target.state(), before) << what;
+    EXPECT_EQ(target.handler.restarts, 0) << what;
+    EXPECT_EQ(target.value(kProgram), 0.0) << what;
+  };
+  for (std::size_t n : {std::size_t{0}, std::size_t{3}, std::size_t{11}, std::size_t{12}, std::size_t{200},
+                        good.size() - 1})
+    refused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(n)}, SIZE_MAX, "truncated");
+  refused(good, 100, "a stream that fails midway");
+  auto changed = [&](std::size_t at, unsigned char v) {
+    std::vector<unsigned char> b = good;
+    b[at] = v;
+    return b;
+  };
+  refused(changed(0, 'X'), SIZE_MAX, "unknown magic");
+  refused(changed(4, 2), SIZE_MAX, "unknown version");
+  refused(changed(8, 0xd7), SIZE_MAX, "another length");
+  refused(changed(12, 8), SIZE_MAX, "program number out of range");
+  std::vector<unsigned char> nan = good;
+  const float bad = NAN;
+  std::memcpy(nan.data() + 12 + 4 + 20 + 56 * 3 + 8, &bad, 4);  // program 3's Damp
+  refused(nan, SIZE_MAX, "a value that is not finite");
+  std::vector<unsigned char> garbage(600);
+  std::mt19937 rng(1);
+  for (auto& c : garbage) c = static_cast<unsigned char>(rng());
+  refused(garbage, SIZE_MAX, "garbage");
+  EXPECT_NE(target.component->table->setState(target.component, nullptr), kOk);
+  EXPECT_NE(target.component->table->getState(target.component, nullptr), kOk);
+
+  // A host's stream that goes on past the state: the rest is not the state's.
+  Stream longer(good);
+  longer.bytes.insert(longer.bytes.end(), 50, 0xee);
+  ASSERT_EQ(target.component->table->setState(target.component, longer.self()), kOk);
+  EXPECT_EQ(longer.pos, good.size());
+  EXPECT_EQ(target.state(), good);
+  EXPECT_EQ(target.value(kProgram), 6 / 7.0);
+
+  // A host stream that takes nothing, or fails, fails the save.
+  Stream full;
+  full.failAt = 40;
+  EXPECT_NE(source.component->table->getState(source.component, full.self()), kOk);
+}
+
+// The last frame at or above -120 dBFS after a 0 dBFS burst ends.
+std::int64_t lastAudibleFrame(Instance& fx, std::int64_t frames) {
+  constexpr int kBlock = 4096;
+  StereoBuffer in(kBlock), out(kBlock);
+  std::int64_t last = -1;
+  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
+    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
+    fx.process(in.channels(), 2, out.channels(), kBlock);
+    for (int i = 0; i < kBlock; ++i)
+      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
+  }
+  return last;
+}
+
+TEST(Vst3Plugin, TheTailFollowsTheSettingsAndIsNeverShorterThanARenderShows) {
+  const struct {
+    double rate, decay, damp, output;
+  } settings[] = {{44100, 0.5, 0.1, 0.5}, {96000, 1.0, 0.0, 1.0}, {48000, 0.2, 1.0, 1.0}};
+  for (const auto& s : settings) {
+    SCOPED_TRACE(::testing::Message() << s.rate << " Hz, decay " << s.decay << ", damp " << s.damp << ", output "
+                                      << s.output);
+    Instance fx(builtVst3());
+    ASSERT_TRUE(fx.start(s.rate, 4096));
+    const std::uint32_t before = fx.processor->table->getTailSamples(fx.processor);
+    StereoBuffer in(16), out(16);
+    Changes changes;
+    changes.add(1, 0, s.decay).add(2, 0, s.damp).add(3, 0, s.output).add(4, 0, 1.0);
+    fx.process(in.channels(), 2, out.channels(), 16, &changes);
+    const std::uint32_t reported = fx.processor->table->getTailSamples(fx.processor);
+    ASSERT_LT(reported, 0xFFFFFFFFu);
+    EXPECT_EQ(reported != before, s.decay != 0.5 || s.output != 0.5) << "the settings of the last block";
+    const std::int64_t last = lastAudibleFrame(fx, static_cast<std::int64_t>(reported) + 44100);
+    EXPECT_LE(last, static_cast<std::int64_t>(reported));
+    EXPECT_GT(last, 0) << "the reverb rings at all";
+  }
+}
+
+// ---------------------------------------------------------------- hostile calls
+
+TEST(Vst3Plugin, HostileCallsNeitherCrashNorGiveNaN) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx);
+  StereoBuffer in = testInput(2048), out(2048);
+  EXPECT_NE(fx.process(in.channels(), 2, out.channels(), 64), kOk) << "before activation";
+  auto* p = fx.processor;
+  EXPECT_NE(p->table->process(p, nullptr), kOk);
+  ASSERT_TRUE(fx.start(44100, 256));
+  EXPECT_NE(p->table->process(p, nullptr), kOk);
+
+  // Longer than announced, with changes beyond the announced length.
+  Changes changes;
+  changes.add(1, 1500, NAN).add(3, 900, 1e30).add(2, -4, -INFINITY).add(4, 2047, 2.0);
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 2048, &changes), kOk);
+  EXPECT_TRUE(std::isnan(fx.value(1)));
+  EXPECT_EQ(fx.value(4), 2.0);
+
+  // Missing buses, channels and pointers; a mono bus where stereo was arranged.
+  float* nulls[2] = {nullptr, nullptr};
+  float* one[2] = {in.left.data(), nullptr};
+  AudioBusBuffers stereoIn{2, 0, in.channels()}, stereoOut{2, 0, out.channels()}, none{0, 0, nullptr},
+      empty{2, 0, nulls}, mono{1, 0, one}, noChannels{2, 0, nullptr};
+  const struct {
+    AudioBusBuffers* in;
+    std::int32_t inCount;
+    AudioBusBuffers* out;
+    std::int32_t outCount;
+  } forms[] = {{nullptr, 1, nullptr, 1},   {&none, 1, &stereoOut, 1},      {&mono, 1, &stereoOut, 1},
+               {&empty, 1, &empty, 1},     {&stereoIn, 1, &none, 0},       {&stereoIn, 0, &stereoOut, 1},
+               {&noChannels, 1, &noChannels, 1}, {&stereoIn, 1, &mono, 1}, {&stereoIn, 1, nullptr, 1}};
+  for (const auto& f : forms) {
+    for (std::int32_t frames : {300, 1000}) {
+      ProcessData d{};
+      d.sampleCount = frames;
+      d.inputs = f.in;
+      d.inputCount = f.inCount;
+      d.outputs = f.out;
+      d.outputCount = f.outCount;
+      EXPECT_EQ(p->table->process(p, &d), kOk);
+    }
+  }
+  ProcessData doubles{};
+  doubles.symbolicSampleSize = 1;
+  doubles.sampleCount = 16;
+  EXPECT_NE(p->table->process(p, &doubles), kOk) << "64-bit samples are not ours";
+
+  for (int b = 0; b < 100; ++b) {
+    fx.process(in.channels(), 2, out.channels(), 256);
+    for (int k = 0; k < 256; ++k) ASSERT_TRUE(std::isfinite(out.left[k]) && std::isfinite(out.right[k]));
+  }
+
+  // Odd rates and block sizes, then a block.
+  for (double rate : {0.0, -44100.0, 1.0, 7e6, static_cast<double>(NAN), static_cast<double>(INFINITY)}) {
+    SCOPED_TRACE(rate);
+    fx.stop();
+    ProcessSetup setup{0, 0, 256, rate};
+    p->table->setupProcessing(p, &setup);
+    fx.component->table->setActive(fx.component, 1);
+    fx.process(in.channels(), 2, out.channels(), 256);
+    for (int k = 0; k < 256; ++k) ASSERT_TRUE(std::isfinite(out.left[k]) && std::isfinite(out.right[k]));
+    p->table->getTailSamples(p);
+    fx.component->table->setActive(fx.component, 0);
+  }
+  for (std::int32_t block : {0, -1}) {
+    ProcessSetup setup{0, 0, block, 44100};
+    EXPECT_NE(p->table->setupProcessing(p, &setup), kOk) << block;
+  }
+}
+
+TEST(Vst3Plugin, ProcessingAllocatesNothing) {
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(96000, 512));
+  StereoBuffer in = testInput(512), out(512);
+  Changes changes, outputs;
+  fx.process(in.channels(), 2, out.channels(), 512, &changes, &outputs);
+  AllocationWatch watch;
+  for (int b = 0; b < 50; ++b) {
+    changes.clear();
+    outputs.clear();
+    changes.add(1, 100, b % 2 ? 0.2 : 0.9).add(2, 300, 0.4).add(4, 0, 0.7);
+    if (b % 5 == 2) changes.add(kProgram, 17, (b % 8) / 7.0);
+    fx.process(in.channels(), 2, out.channels(), 512, &changes, &outputs);
+    std::uint64_t flags = 0;
+    fx.process(in.channels(), 2, out.channels(), 0, &changes, nullptr, &flags);
+  }
+  EXPECT_EQ(watch.count(), 0);
+}
+
+// ---------------------------------------------------------------- editor
+
+// Needs an X server: ctest runs it under Xvfb.
+TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X server";
+  HostWindow host;
+  ASSERT_NE(host.display, nullptr);
+  void* parentHandle = host.handle();
+
+  enum Ending { kInOrder, kComponentFirst, kNotRemoved };
+  auto session = [&](Frame& frame, Ending ending = kInOrder) {
+    auto fx = std::make_unique<Instance>(builtVst3());
+    auto* e = fx->controller;
+    auto* v = static_cast<Interface<PlugViewTable>*>(e->table->createView(e, "editor"));
+    if (!v) return;
+    EXPECT_EQ(v->table->isPlatformTypeSupported(v, "X11EmbedWindowID"), kTrue);
+    EXPECT_NE(v->table->isPlatformTypeSupported(v, "HWND"), kTrue);
+    EXPECT_NE(v->table->isPlatformTypeSupported(v, nullptr), kTrue);
+    ViewRect r{};
+    EXPECT_EQ(v->table->getSize(v, &r), kOk);
+    EXPECT_EQ(r.right - r.left, 300);
+    EXPECT_EQ(r.bottom - r.top, 196);
+    EXPECT_NE(v->table->canResize(v), kTrue);
+    ViewRect wish{0, 0, 640, 480};
+    EXPECT_EQ(v->table->checkSizeConstraint(v, &wish), kTrue);
+    EXPECT_EQ(wish.right - wish.left, 300) << "the one size it has";
+    EXPECT_EQ(wish.bottom - wish.top, 196);
+    v->table->setFrame(v, frame.self());
+    EXPECT_NE(v->table->attached(v, parentHandle, "HWND"), kOk);
+    if (v->table->attached(v, parentHandle, "X11EmbedWindowID") == kOk) {
+      EXPECT_NE(v->table->attached(v, parentHandle, "X11EmbedWindowID"), kOk) << "already open";
+      for (int i = 0; i < 3; ++i) frame.tick();
+      // A second view of the same instance does not take the first one's editor.
+      auto* second = static_cast<Interface<PlugViewTable>*>(e->table->createView(e, "editor"));
+      if (second) {
+        second->table->setFrame(second, frame.self());
+        EXPECT_NE(second->table->attached(second, parentHandle, "X11EmbedWindowID"), kOk);
+        second->table->release(second);
+      }
+      frame.tick();
+      // A host may release the view without removing it first.
+      if (ending != kNotRemoved) {
+        EXPECT_EQ(v->table->removed(v), kOk);
+      }
+    }
+    // A host may let go of the component first: the view keeps what it needs.
+    if (ending == kComponentFirst) fx.reset();
+    v->table->release(v);
+  };
+
+  Frame frame;
+  session(frame);  // the first opening loads fonts and pictures once
+  EXPECT_EQ(frame.timersRegistered, 1);
+  EXPECT_EQ(frame.timersUnregistered, 1);
+  EXPECT_EQ(frame.interval, 30u);
+  EXPECT_EQ(frame.timer, nullptr);
+  EXPECT_EQ(frame.loopRefs, 0) << "the run loop handed back";
+
+  const std::int64_t live = liveAllocations();
+  for (int i = 0; i < 100; ++i) session(frame, static_cast<Ending>(i % 3));
+  EXPECT_EQ(frame.timersRegistered, 101);
+  EXPECT_EQ(frame.timersUnregistered, 101);
+  EXPECT_EQ(liveAllocations(), live);
+
+  // Without a run loop the editor would never draw: it is refused.
+  Frame bare;
+  bare.offerRunLoop = false;
+  {
+    Instance fx(builtVst3());
+    auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
+    ASSERT_NE(v, nullptr);
+    v->table->setFrame(v, bare.self());
+    EXPECT_NE(v->table->attached(v, parentHandle, "X11EmbedWindowID"), kOk);
+    EXPECT_EQ(v->table->removed(v), kOk);
+    v->table->release(v);
+    EXPECT_EQ(fx.controller->table->createView(fx.controller, "other"), nullptr);
+  }
+
+  // A knob dragged by hand reaches the host as one gesture, idled by the run loop only.
+  Instance fx(builtVst3());
+  auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
+  ASSERT_NE(v, nullptr);
+  v->table->setFrame(v, frame.self());
+  ASSERT_EQ(v->table->attached(v, parentHandle, "X11EmbedWindowID"), kOk);
+  for (int i = 0; i < 5; ++i) {
+    frame.tick();
+    pause(10);
+  }
+  ASSERT_NE(host.child(), 0u) << "the editor made no window on the host's";
+  Pointer pointer;
+  pointer.drag(67, 70, 67, 20, [&] { frame.tick(); });  // Decay, 50 pixels up: a quarter of the range
+  frame.tick();
+  EXPECT_EQ(fx.handler.begins, 1);
+  EXPECT_EQ(fx.handler.ends, 1);
+  EXPECT_GE(fx.handler.performs, 1);
+  EXPECT_EQ(fx.handler.lastId, 1u);
+  EXPECT_EQ(fx.handler.lastValue, 0.75);
+  EXPECT_EQ(fx.value(1), 0.75);
+  EXPECT_EQ(v->table->removed(v), kOk);
+  EXPECT_EQ(host.child(), 0u) << "its window is gone";
+  v->table->release(v);
+}
+
+}  // namespace
+}  // namespace korro::test
