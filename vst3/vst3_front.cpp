@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "korro/version.h"
+#include "shell/front_buffers.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
 #include "shell/state_stream.h"
@@ -199,12 +200,7 @@ class Reverb {
   Result setActive(bool on) {
     if (on == active_) return kOk;
     if (on) {
-      try {
-        silence_.assign(static_cast<std::size_t>(maxBlock_), 0.0f);
-        for (auto& s : spare_) s.assign(static_cast<std::size_t>(maxBlock_), 0.0f);
-      } catch (const std::bad_alloc&) {
-        return kInvalidArgument;
-      }
+      if (!buffers_.prepare(maxBlock_)) return kInvalidArgument;
       dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate_));
       dispatch(effSetBlockSize, 0, maxBlock_);
       dispatch(effMainsChanged, 0, 1);
@@ -284,19 +280,20 @@ class Reverb {
     gatherChanges(d->inputChanges, d->outputChanges);
     const std::int32_t frames = std::max(0, d->sampleCount);
 
-    float* in[2];
-    float* out[2];
-    connect(d, in, out);
+    const AudioBusBuffers* ib = d->inputCount > 0 ? d->inputs : nullptr;
+    const AudioBusBuffers* ob = d->outputCount > 0 ? d->outputs : nullptr;
+    buffers_.bind(ib ? ib->channels : nullptr, ib ? ib->channelCount : 0, ob ? ob->channels : nullptr,
+                  ob ? ob->channelCount : 0);
     std::int32_t done = 0;
     for (std::size_t k = 0; k < pointCount_; ++k) {
       const std::int32_t at = std::clamp(points_[k].offset, 0, frames);
       if (at > done) {
-        run(in, out, done, at - done);
+        buffers_.run(record_, done, at - done);
         done = at;
       }
       record_->setParameter(record_, static_cast<std::int32_t>(points_[k].id), static_cast<float>(points_[k].value));
     }
-    if (frames > done) run(in, out, done, frames - done);
+    if (frames > done) buffers_.run(record_, done, frames - done);
     markSilence(d, frames);
     return kOk;
   }
@@ -467,35 +464,6 @@ class Reverb {
     }
   }
 
-  void connect(const ProcessData* d, float* in[2], float* out[2]) {
-    in[0] = in[1] = silence_.data();
-    const AudioBusBuffers* ib = d->inputCount > 0 ? d->inputs : nullptr;
-    if (ib && ib->channels && ib->channelCount > 0 && ib->channels[0]) {
-      in[0] = ib->channels[0];
-      in[1] = ib->channelCount > 1 && ib->channels[1] ? ib->channels[1] : in[0];
-    }
-    out[0] = spare_[0].data();
-    out[1] = spare_[1].data();
-    const AudioBusBuffers* ob = d->outputCount > 0 ? d->outputs : nullptr;
-    if (ob && ob->channels) {
-      if (ob->channelCount > 0 && ob->channels[0]) out[0] = ob->channels[0];
-      if (ob->channelCount > 1 && ob->channels[1]) out[1] = ob->channels[1];
-    }
-  }
-
-  void run(float* const in[2], float* const out[2], std::int32_t from, std::int32_t n) {
-    const bool standIns = in[0] == silence_.data() || out[0] == spare_[0].data() || out[1] == spare_[1].data();
-    const std::int32_t piece = standIns ? maxBlock_ : n;
-    for (std::int32_t done = 0; done < n; done += piece) {
-      const std::int32_t len = std::min(piece, n - done);
-      const std::int32_t at = from + done;
-      float* i[2] = {in[0] == silence_.data() ? in[0] : in[0] + at, in[1] == silence_.data() ? in[1] : in[1] + at};
-      float* o[2] = {out[0] == spare_[0].data() ? out[0] : out[0] + at,
-                     out[1] == spare_[1].data() ? out[1] : out[1] + at};
-      record_->processReplacing(record_, i, o, len);
-    }
-  }
-
   // A channel whose every written sample is exactly zero is flagged silent.
   static void markSilence(ProcessData* d, std::int32_t frames) {
     if (d->outputCount <= 0 || !d->outputs) return;
@@ -569,8 +537,7 @@ class Reverb {
   bool monoInput_ = false;
   double rate_ = 44100.0;
   std::int32_t maxBlock_ = 4096;
-  std::vector<float> silence_;
-  std::vector<float> spare_[2];
+  FrontBuffers buffers_;
   static constexpr std::size_t kMaxPoints = 1024;
   Point points_[kMaxPoints]{};
   std::size_t pointCount_ = 0;
