@@ -213,10 +213,7 @@ void CTextEdit::looseFocus(CDrawContext* context) {
   if (std::strcmp(textBuffer, textBeforeEdit) != 0 && listener) listener->valueChanged(c, this);
   // The box was a pixel wider and taller than the field: what lay under that
   // pixel shows again, not just the field.
-  if (parentFrame)
-    parentFrame->drawArea(c, CRect(size.left, size.top, size.right + 1, size.bottom + 1));
-  else
-    draw(c);
+  parentFrame->drawArea(c, CRect(size.left, size.top, size.right + 1, size.bottom + 1));
 }
 
 void CTextEdit::onEditEnd(platform::EditBox*) { looseFocus(nullptr); }
