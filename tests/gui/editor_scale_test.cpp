@@ -17,6 +17,7 @@
 #include "editor_fixture.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
+#include "gui/platform/x11/xft_dpi.h"
 
 namespace korro::test {
 namespace {
@@ -50,6 +51,21 @@ TEST(ScaleLaw, EdgesRoundHalfUpSoNeighbouringBoxesStillTouch) {
   EXPECT_EQ(layout::pictureId(11200, 1.0), 11200);
   EXPECT_EQ(layout::pictureId(11200, 1.5), 12200);
   EXPECT_EQ(layout::pictureId(11200, 2.0), 13200);
+}
+
+// What xrdb leaves on the root window: the desktop's scale when the host gives none.
+TEST(ScaleLaw, XftDpiIsReadFromTheResourceLinesAndSnapsToTheScales) {
+  EXPECT_EQ(x11::xftDpi("Xft.antialias:\t1\nXft.dpi:\t192\nXft.hinting:\t1\n"), 192.0);
+  EXPECT_EQ(x11::xftDpi("Xft.dpi:144"), 144.0);
+  EXPECT_EQ(x11::xftDpi("  Xft.dpi :\t120.5\n"), 120.5);
+  EXPECT_EQ(x11::xftDpi("Xft.dpi:\t96\nXft.dpi:\t192\n"), 192.0);  // the last one counts, as in xrdb
+  for (const char* none : {"", "Xft.dpix:\t192\n", "Xft.dpi:\t\n", "Xft.dpi:\t-96\n", "Xft.dpi:\tabc\n",
+                           "*dpi:\t192\n"})
+    EXPECT_EQ(x11::xftDpi(none), 0.0) << none;
+  EXPECT_EQ(x11::xftDpi(nullptr), 0.0);
+  EXPECT_EQ(layout::snapScale(96 / 96.0), 1.0);
+  EXPECT_EQ(layout::snapScale(144 / 96.0), 1.5);
+  EXPECT_EQ(layout::snapScale(192 / 96.0), 2.0);
 }
 
 // ---------------------------------------------------------------- pictures on file
