@@ -84,20 +84,36 @@ CPeakMeter::Picture CPeakMeter::picture() const {
   return kOff;
 }
 
-void CPeakMeter::draw(CDrawContext* context) {
+void CPeakMeter::drawLed(CDrawContext* context) {
   if (ledBitmap) ledBitmap->draw(context, size, ledOffsets[picture()]);
-  if (!(peak == previousPeak)) {
-    if (skinBitmap) skinBitmap->draw(context, textRect, CPoint(textRect.left, textRect.top));
-    char text[64];
-    if (peak > 1e-6)
-      std::snprintf(text, sizeof text - 3, "%2.2f", 20.0 * std::log10(peak));
-    else
-      std::strcpy(text, "-oo");
-    std::strcat(text, "dB");
-    context->setFont(kNormalFontVerySmall);
-    context->setFontColor(peak >= 1.0 ? kOverColour : kReadoutColour);
-    context->drawString(text, textRect, false, kCenterText);
-  }
+}
+
+void CPeakMeter::drawReadout(CDrawContext* context) {
+  if (!context) return;
+  if (skinBitmap) skinBitmap->draw(context, textRect, CPoint(textRect.left, textRect.top));
+  char text[64];
+  if (peak > 1e-6)
+    std::snprintf(text, sizeof text - 3, "%2.2f", 20.0 * std::log10(peak));
+  else
+    std::strcpy(text, "-oo");
+  std::strcat(text, "dB");
+  context->setFont(kNormalFontVerySmall);
+  context->setFontColor(peak >= 1.0 ? kOverColour : kReadoutColour);
+  context->drawString(text, textRect, false, kCenterText);
+}
+
+// A paint of the window has put the skin back under the readout: it is drawn
+// whether or not the peak moved.
+void CPeakMeter::draw(CDrawContext* context) {
+  drawLed(context);
+  drawReadout(context);
+}
+
+void CPeakMeter::update(CDrawContext* context) {
+  if (!isDirty()) return;
+  drawLed(context);
+  if (!(peak == previousPeak)) drawReadout(context);
+  setDirty(false);
 }
 
 void CPeakMeter::mouse(CDrawContext* context, CPoint&) {

@@ -14,7 +14,10 @@ class CPeakMeter : public CControl {
   // An empty meter: no rectangles, no bitmaps.
   CPeakMeter();
 
+  // The LED and the readout: what a paint of the whole window needs.
   void draw(CDrawContext* context) override;
+  // At idle: the LED, and the readout only when the peak has changed.
+  void update(CDrawContext* context) override;
   // A left click only tells the listener.
   void mouse(CDrawContext* context, CPoint& where) override;
 
@@ -34,6 +37,8 @@ class CPeakMeter : public CControl {
 
  private:
   void latch(float a, double threshold, float tiny);
+  void drawLed(CDrawContext* context);
+  void drawReadout(CDrawContext* context);
 
   CBitmap* ledBitmap = nullptr;
   CBitmap* skinBitmap = nullptr;

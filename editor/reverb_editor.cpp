@@ -5,6 +5,7 @@
 #include "gui/frame.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
+#include "gui/platform/platform.h"
 #include "editor_layout.h"
 #include "engine/level_meter.h"
 #include "peak_meter.h"
@@ -19,25 +20,52 @@ constexpr std::int32_t kPictures = 51;  // film-strip pictures per knob
 
 namespace layout = korro::layout;
 
-CRect rectOf(const layout::Box& b) { return CRect(b.left, b.top, b.right, b.bottom); }
-
-// A knob of the strip's picture size at its place.
-CRect knobRect(const CBitmap* strip, layout::Point at) {
-  return CRect(at.x, at.y, at.x + strip->getWidth(), at.y + strip->getHeight() / kPictures);
+// A layout box on the screen at `scale`.
+CRect rectOf(const layout::Box& b, double scale) {
+  const layout::Box s = layout::scaled(b, scale);
+  return CRect(s.left, s.top, s.right, s.bottom);
 }
-
-CRect fieldRect(layout::Point knob, bool large) { return rectOf(layout::fieldUnder(knob, large)); }
 
 }  // namespace
 
 AEffEditor* createReverbEditor(EditController& controller) { return new ReverbEditor(&controller); }
 
-ReverbEditor::ReverbEditor(EditController* c) : AEffGUIEditor(c) {
-  background = new CBitmap(kBackgroundBitmap);
+ReverbEditor::ReverbEditor(EditController* c) : AEffGUIEditor(c) { useScale(1.0); }
+
+void ReverbEditor::useScale(double value) {
+  if (background && value == scale) return;
+  scale = value;
+  if (background) background->forget();
+  background = new CBitmap(layout::pictureId(kBackgroundBitmap, scale));
   rect.top = 0;
   rect.left = 0;
   rect.bottom = static_cast<std::int16_t>(background->getHeight());
   rect.right = static_cast<std::int16_t>(background->getWidth());
+}
+
+double ReverbEditor::wantedScale(void* parent) {
+  if (hostScale > 0.0) return hostScale;
+  return layout::snapScale(korro::platform::desktopScale(parent));
+}
+
+std::intptr_t ReverbEditor::getRect(ERect** r) {
+  // A host sizes its window before it opens ours: the desktop's scale must be known by then.
+  if (!frame && !desktopAsked && hostScale == 0.0) {
+    desktopAsked = true;
+    useScale(wantedScale(nullptr));
+  }
+  return AEffGUIEditor::getRect(r);
+}
+
+bool ReverbEditor::setScale(float value) {
+  hostScale = layout::snapScale(value);
+  if (hostScale == scale) return false;
+  useScale(hostScale);
+  if (!frame) return false;
+  void* parent = parentWindow;
+  close();
+  open(parent);
+  return true;
 }
 
 ReverbEditor::~ReverbEditor() {
@@ -69,8 +97,13 @@ CTextEdit* ReverbEditor::field(std::int32_t index) const {
 std::intptr_t ReverbEditor::open(void* parentWindow) {
   AEffGUIEditor::open(parentWindow);
   if (frame) close();  // a second open without a close starts afresh
+  useScale(wantedScale(parentWindow));
+  const double s = scale;
+  auto picture = [s](std::int32_t id) { return new CBitmap(layout::pictureId(id, s)); };
+  auto rectOf = [s](const layout::Box& b) { return ::rectOf(b, s); };
 
   frame = new CFrame(CRect(0, 0, background->getWidth(), background->getHeight()), parentWindow, this);
+  frame->setScale(scale);
   frame->setBackground(background);
   setKnobMode(2);
 
@@ -94,9 +127,9 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
     frame->addView(f);
     return f;
   };
-  auto makeKnob = [&](std::int32_t bitmapId, layout::Point at, std::int32_t tag, float defaultValue) {
-    auto* strip = new CBitmap(bitmapId);
-    const CRect placed = knobRect(strip, at);
+  auto makeKnob = [&](std::int32_t bitmapId, layout::Point at, bool large, std::int32_t tag, float defaultValue) {
+    auto* strip = picture(bitmapId);
+    const CRect placed = rectOf(layout::knobBox(at, large));
     auto* k = new CAnimKnob(placed, this, tag, kPictures, strip->getHeight() / kPictures, strip, CPoint(0, 0));
     k->setValue(controller->getParameter(tag));
     k->setDefaultValue(defaultValue);
@@ -107,28 +140,29 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
 
   // 1. Clip LED and peak readout.
   {
-    auto* led = new CBitmap(kClipLedBitmap);
+    auto* led = picture(kClipLedBitmap);
     meter = new CPeakMeter(rectOf(layout::kClipLed), this, kMeterTag, background, led, rectOf(layout::kPeakReadout));
     meter->setClipAndPeak(1e-5f, 1e-5f);
     frame->addView(meter);
     led->forget();
   }
   // 2–9. Knobs, each with its value field under it.
-  decayKnob = makeKnob(kDecayKnobBitmap, layout::kDecayKnob, kDecayTag, 0.5f);
+  auto fieldRect = [&](layout::Point knob, bool large) { return rectOf(layout::fieldUnder(knob, large)); };
+  decayKnob = makeKnob(kDecayKnobBitmap, layout::kDecayKnob, true, kDecayTag, 0.5f);
   decayField = makeField(fieldRect(layout::kDecayKnob, true), kDecayFieldTag, 0.0f, 100.0f, false,
                          controller->getParameter(kDecayTag));
-  dampKnob = makeKnob(kDampKnobBitmap, layout::kDampKnob, kDampTag, 0.2f);
+  dampKnob = makeKnob(kDampKnobBitmap, layout::kDampKnob, true, kDampTag, 0.2f);
   dampField = makeField(fieldRect(layout::kDampKnob, true), kDampFieldTag, 0.0f, 100.0f, false,
                         controller->getParameter(kDampTag));
-  mixKnob = makeKnob(kMixKnobBitmap, layout::kMixKnob, kMixTag, 0.5f);
+  mixKnob = makeKnob(kMixKnobBitmap, layout::kMixKnob, false, kMixTag, 0.5f);
   mixField = makeField(fieldRect(layout::kMixKnob, false), kMixFieldTag, 0.0f, 100.0f, false,
                        controller->getParameter(kMixTag));
-  outputKnob = makeKnob(kOutputKnobBitmap, layout::kOutputKnob, kOutputTag, 0.5f);
+  outputKnob = makeKnob(kOutputKnobBitmap, layout::kOutputKnob, false, kOutputTag, 0.5f);
   outputField = makeField(fieldRect(layout::kOutputKnob, false), kOutputFieldTag, -120.0f, 12.0f, true,
                           controller->getParameter(kOutputTag));
   // 10. Bypass switch.
   {
-    auto* bitmap = new CBitmap(kBypassBitmap);
+    auto* bitmap = picture(kBypassBitmap);
     bypassButton = new COnOffButton(rectOf(layout::kBypassSwitch), this, kBypassTag, bitmap);
     bypassButton->setValue(controller->getParameter(kBypassTag));
     frame->addView(bypassButton);
@@ -136,7 +170,7 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
   }
   // 11. About picture, shown over most of the window on click.
   {
-    auto* bitmap = new CBitmap(kAboutBitmap);
+    auto* bitmap = picture(kAboutBitmap);
     about = new CSplashScreen(rectOf(layout::kAboutHotspot), this, kAboutTag, bitmap, rectOf(layout::kAboutPicture),
                               CPoint(0, 0));
     frame->addView(about);
@@ -146,6 +180,7 @@ std::intptr_t ReverbEditor::open(void* parentWindow) {
 }
 
 void ReverbEditor::close() {
+  desktopAsked = false;
   meter = nullptr;
   bypassButton = nullptr;
   decayKnob = dampKnob = outputKnob = mixKnob = nullptr;

@@ -1,6 +1,7 @@
 // The effect's own window: a 300 × 196 skin with four film-strip knobs, their
 // value fields, the bypass switch, the clip LED with its peak readout and the
-// about picture. It listens to every control it places.
+// about picture, at 1, 1.5 or 2 screen pixels per layout pixel. It listens to
+// every control it places.
 #pragma once
 
 #include <random>
@@ -47,8 +48,12 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
   explicit ReverbEditor(EditController* controller);
   ~ReverbEditor() override;
 
+  std::intptr_t getRect(ERect** rect) override;
   std::intptr_t open(void* parentWindow) override;
   void close() override;
+  // Snapped to 1, 1.5 or 2; an open window is rebuilt at the new size.
+  bool setScale(float scale) override;
+  double getScale() const { return scale; }
   // Redraws, then feeds the meter from the effect's level meter (also while closed).
   void idle() override;
   void valueChanged(CDrawContext* context, CControl* control) override;
@@ -68,6 +73,10 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
  private:
   // The user's own change: the controller stores it and the controls show it at once.
   void automate(std::int32_t index, float value);
+  // The host's scale, else the desktop's.
+  double wantedScale(void* parent);
+  // Loads the skin of this scale and sizes the rectangle the host reads.
+  void useScale(double value);
 
   CBitmap* background = nullptr;
   // Feeds only the meter's redraw nudge; private, so the host's rand() is left alone.
@@ -83,4 +92,7 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
   CTextEdit* outputField = nullptr;
   CTextEdit* mixField = nullptr;
   CSplashScreen* about = nullptr;
+  double scale = 1.0;
+  double hostScale = 0.0;     // 0 until the host names one
+  bool desktopAsked = false;  // asked while closed; again at each open
 };

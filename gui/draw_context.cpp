@@ -1,5 +1,8 @@
 #include "draw_context.h"
 
+#include <cmath>
+
+#include "frame.h"
 #include "platform/platform.h"
 
 namespace platform = korro::platform;
@@ -10,6 +13,10 @@ constexpr const char* kFontFaces[kNumFonts] = {"Arial", "Arial", "Arial", "Arial
 
 platform::Rgb rgb(const CColor& c) { return {c.red, c.green, c.blue}; }
 }  // namespace
+
+std::int32_t CDrawContext::scaledFontSize(std::int32_t size, double scale) {
+  return static_cast<std::int32_t>(std::floor(size * scale + 0.5));
+}
 
 std::int32_t CDrawContext::fontSize(std::int32_t id) { return kFontSizes[id >= 0 && id < kNumFonts ? id : 0]; }
 const char* CDrawContext::fontFace(std::int32_t id) { return kFontFaces[id >= 0 && id < kNumFonts ? id : 0]; }
@@ -31,7 +38,7 @@ void CDrawContext::getMouseLocation(CPoint& where) {
 void CDrawContext::setFont(std::int32_t id, std::int32_t size, std::int32_t face) {
   if (id < 0 || id >= kNumFonts) id = kSystemFont;
   fontId = id;
-  fontPixels = size != 0 ? size : kFontSizes[id];
+  fontPixels = scaledFontSize(size != 0 ? size : kFontSizes[id], frame ? frame->getScale() : 1.0);
   fontFaceBits = face;
   if (id == kSystemFont) fontFaceBits |= kBoldFace;  // the system font is always bold
 }

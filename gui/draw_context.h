@@ -24,6 +24,7 @@ class CDrawContext {
   void getMouseLocation(CPoint& where);
 
   // size 0 takes the table size of the font id; face is a set of CTxtFace bits.
+  // Sizes are layout pixels, drawn at the frame's scale.
   void setFont(std::int32_t fontId, std::int32_t size = 0, std::int32_t face = 0);
   void setFontColor(const CColor& colour) { fontColor = colour; }
   CColor getFontColor() const { return fontColor; }
@@ -49,6 +50,8 @@ class CDrawContext {
   // Table size and face of a font id; ids outside the table count as 0.
   static std::int32_t fontSize(std::int32_t fontId);
   static const char* fontFace(std::int32_t fontId);
+  // A layout font size in screen pixels at `scale`, rounded half up.
+  static std::int32_t scaledFontSize(std::int32_t size, double scale);
 
  private:
   CFrame* frame;

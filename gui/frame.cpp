@@ -81,6 +81,21 @@ void CFrame::draw(CDrawContext* context) {
   if (modalView) modalView->draw(context);
 }
 
+void CFrame::drawArea(CDrawContext* context, const CRect& area) {
+  if (!context) return;
+  if (background) background->draw(context, area, CPoint(area.left, area.top));
+  auto touches = [&](const CRect& r) {
+    return r.left < area.right && area.left < r.right && r.top < area.bottom && area.top < r.bottom;
+  };
+  for (std::int32_t i = 0; i < viewCount; ++i) {
+    if (!touches(views[i]->getViewSize())) continue;
+    const bool wasDirty = views[i]->isDirty();
+    views[i]->draw(context);
+    views[i]->setDirty(wasDirty);
+  }
+  if (modalView && touches(modalView->getViewSize())) modalView->draw(context);
+}
+
 void CFrame::draw(CView* view) {
   if (!window || !open) return;
   CDrawContext context(this, window);

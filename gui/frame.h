@@ -35,6 +35,12 @@ class CFrame : public CView, private korro::platform::WindowHandler {
   void setEditView(CView* view) { editView = view; }
   CView* getEditView() const { return editView; }
   std::int32_t getKnobMode() const;
+  // Screen pixels per layout pixel: the views are placed in screen pixels, and
+  // texts and drags follow this.
+  void setScale(double value) { scale = value; }
+  double getScale() const { return scale; }
+  // Paints `area` again as the views show it: the background, then every view that touches it.
+  void drawArea(CDrawContext* context, const CRect& area);
 
   // A control's gesture starts and ends: the host hears of it through the effect.
   void beginEdit(std::int32_t tag);
@@ -73,5 +79,6 @@ class CFrame : public CView, private korro::platform::WindowHandler {
   bool open = true;
   bool dropActive = false;
   bool dispatching = false;
+  double scale = 1.0;
   korro::platform::Window* window = nullptr;
 };

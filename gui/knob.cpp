@@ -155,7 +155,9 @@ void CKnob::mouse(CDrawContext* context, CPoint& where) {
 
   CPoint first;
   std::int32_t lastButtons = buttons;
-  float pixels = kLinearPixels;
+  // The same hand movement at any scale: the pixels are layout pixels.
+  const float basePixels = static_cast<float>(kLinearPixels * (parentFrame ? parentFrame->getScale() : 1.0));
+  float pixels = basePixels;
   if (linear) {
     if (buttons & kShift) pixels *= zoomFactor;
     coef = range / pixels;
@@ -177,7 +179,7 @@ void CKnob::mouse(CDrawContext* context, CPoint& where) {
         if (buttons != lastButtons) {
           // Shift pressed or released: change the rate from here on, without a jump.
           lastButtons = buttons;
-          pixels = kLinearPixels;
+          pixels = basePixels;
           if (buttons & kShift) pixels *= zoomFactor;
           const float coef2 = range / pixels;
           entry += diff * (coef - coef2);

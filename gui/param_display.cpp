@@ -185,7 +185,8 @@ void CTextEdit::takeFocus(CDrawContext*) {
   std::memcpy(textBeforeEdit, textBuffer, sizeof textBuffer);
   platform::EditBoxStyle look;
   look.font.face = CDrawContext::fontFace(fontId);
-  look.font.pixelSize = CDrawContext::fontSize(fontId);
+  look.font.pixelSize =
+      CDrawContext::scaledFontSize(CDrawContext::fontSize(fontId), parentFrame ? parentFrame->getScale() : 1.0);
   look.text = rgb(fontColor);
   look.back = rgb(backColor);
   look.align = horiTxtAlign == kCenterText  ? platform::Align::Centre
@@ -210,7 +211,9 @@ void CTextEdit::looseFocus(CDrawContext* context) {
   CDrawContext own(parentFrame, parentFrame->getWindow());
   CDrawContext* c = context ? context : &own;
   if (std::strcmp(textBuffer, textBeforeEdit) != 0 && listener) listener->valueChanged(c, this);
-  draw(c);
+  // The box was a pixel wider and taller than the field: what lay under that
+  // pixel shows again, not just the field.
+  parentFrame->drawArea(c, CRect(size.left, size.top, size.right + 1, size.bottom + 1));
 }
 
 void CTextEdit::onEditEnd(platform::EditBox*) { looseFocus(nullptr); }

@@ -130,7 +130,8 @@ std::string manifest(const EffectFacts& facts, const std::string& binary, const 
   // The editor needs the host's window and its idle calls; it reads the peak port for its meter.
   o << "\n"
     << uiUri() << "\n\ta ui:X11UI ;\n\tui:binary <" << uiBinary
-    << "> ;\n\tlv2:requiredFeature ui:parent , ui:idleInterface ;\n\tlv2:optionalFeature ui:touch , ui:resize ;\n"
+    << "> ;\n\tlv2:requiredFeature ui:parent , ui:idleInterface ;\n\tlv2:optionalFeature ui:touch , ui:resize , opts:options , urid:map ;\n"
+       "\topts:supportedOption ui:scaleFactor ;\n"
        "\tlv2:extensionData ui:idleInterface ;\n\tui:portNotification [\n\t\tui:plugin "
     << pluginUri() << " ;\n\t\tlv2:symbol \"peak\" ;\n\t\tui:notifyType ui:floatProtocol\n\t] .\n";
   for (const Program& p : facts.programs)

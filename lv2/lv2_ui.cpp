@@ -2,8 +2,11 @@
 // to the plug-in through its control ports, not the effect object: a gesture
 // is written to a port through the host, and the host's port events move the
 // controls. The meter follows the plug-in's peak output port.
+#include <lv2/atom/atom.h>
 #include <lv2/core/lv2.h>
+#include <lv2/options/options.h>
 #include <lv2/ui/ui.h>
+#include <lv2/urid/urid.h>
 
 #include <chrono>
 #include <cmath>
@@ -131,12 +134,30 @@ const void* feature(const LV2_Feature* const* features, const char* uri) {
   return nullptr;
 }
 
+// The host's ui:scaleFactor (a float option, keys mapped through urid:map); 0 when it gives none.
+float scaleFactor(const LV2_Feature* const* features) {
+  const auto* options = static_cast<const LV2_Options_Option*>(feature(features, LV2_OPTIONS__options));
+  const auto* map = static_cast<const LV2_URID_Map*>(feature(features, LV2_URID__map));
+  if (!options || !map || !map->map) return 0.0f;
+  const LV2_URID key = map->map(map->handle, LV2_UI__scaleFactor);
+  const LV2_URID floatType = map->map(map->handle, LV2_ATOM__Float);
+  for (const LV2_Options_Option* o = options; o->key != 0; ++o)
+    if (o->key == key && o->type == floatType && o->size == sizeof(float) && o->value) {
+      float value;
+      std::memcpy(&value, o->value, sizeof value);
+      return value;
+    }
+  return 0.0f;
+}
+
 LV2UI_Handle instantiate(const LV2UI_Descriptor*, const char*, const char*, LV2UI_Write_Function write,
                          LV2UI_Controller host, LV2UI_Widget* widget, const LV2_Feature* const* features) {
   void* parent = const_cast<void*>(feature(features, LV2_UI__parent));
   if (!parent) return nullptr;  // an X11 editor needs the host's window
   auto* ui = new (std::nothrow) Ui(write, host, static_cast<const LV2UI_Touch*>(feature(features, LV2_UI__touch)));
   if (!ui) return nullptr;
+  // Without the host's word the desktop's scale holds.
+  if (const float scale = scaleFactor(features); scale > 0.0f) ui->editor->setScale(scale);
   ui->editor->open(parent);
   CFrame* frame = static_cast<AEffGUIEditor*>(ui->editor)->getFrame();
   void* window = frame ? frame->getNativeWindow() : nullptr;

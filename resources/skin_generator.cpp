@@ -1,7 +1,10 @@
 // Draws the eight skin pictures of the editor and writes them as 8-bit
-// palettised BMP files:
+// palettised BMP files, at one of the editor's scales (1 when not given):
 //
-//   korro-skin <output folder>
+//   korro-skin <output folder> [1 | 1.5 | 2]
+//
+// Everything is drawn in the 1x layout's coordinates and sampled at the
+// scale's density, so a denser picture is redrawn, never enlarged.
 //
 // Shapes are drawn with 4 × 4 supersampling, lettering with FreeType (Liberation
 // Sans, found through fontconfig). Pictures that are copied opaquely over the
@@ -17,6 +20,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <string>
@@ -37,9 +41,12 @@ Colour rgb(int r, int g, int b) { return {r / 255.0, g / 255.0, b / 255.0}; }
 Colour mix(Colour a, Colour b, double t) { return {a.r + (b.r - a.r) * t, a.g + (b.g - a.g) * t, a.b + (b.b - a.b) * t}; }
 Colour scale(Colour a, double k) { return {a.r * k, a.g * k, a.b * k}; }
 
+// Pixels plus where they lie in layout coordinates: pixel p covers
+// [p / s + ox, (p + 1) / s + ox).
 struct Image {
   int w = 0, h = 0;
   std::vector<Colour> px;
+  double s = 1.0, ox = 0.0, oy = 0.0;
   Image() = default;
   Image(int w_, int h_, Colour c = {}) : w(w_), h(h_), px(static_cast<size_t>(w_) * h_, c) {}
   Colour& at(int x, int y) { return px[static_cast<size_t>(y) * w + x]; }
@@ -50,6 +57,7 @@ struct Image {
   }
   Image crop(int x0, int y0, int cw, int ch) const {
     Image out(cw, ch);
+    out.s = s;
     for (int y = 0; y < ch; ++y)
       for (int x = 0; x < cw; ++x) out.at(x, y) = at(x0 + x, y0 + y);
     return out;
@@ -68,8 +76,11 @@ struct Sample {
 };
 using Shader = std::function<Sample(double x, double y)>;
 
-// Paints the shader over the box with 4 × 4 supersampling; `opacity` scales coverage.
+// Paints the shader (in layout coordinates) over the box with 4 × 4
+// supersampling of each pixel; `opacity` scales coverage.
 void paint(Image& img, double x0, double y0, double x1, double y1, const Shader& shader, double opacity = 1.0) {
+  x0 = (x0 - img.ox) * img.s, x1 = (x1 - img.ox) * img.s;
+  y0 = (y0 - img.oy) * img.s, y1 = (y1 - img.oy) * img.s;
   const int ix0 = std::max(0, static_cast<int>(std::floor(x0))), iy0 = std::max(0, static_cast<int>(std::floor(y0)));
   const int ix1 = std::min(img.w, static_cast<int>(std::ceil(x1))), iy1 = std::min(img.h, static_cast<int>(std::ceil(y1)));
   constexpr int n = 4;
@@ -79,7 +90,7 @@ void paint(Image& img, double x0, double y0, double x1, double y1, const Shader&
       int hits = 0;
       for (int sy = 0; sy < n; ++sy)
         for (int sx = 0; sx < n; ++sx) {
-          const Sample s = shader(x + (sx + 0.5) / n, y + (sy + 0.5) / n);
+          const Sample s = shader((x + (sx + 0.5) / n) / img.s + img.ox, (y + (sy + 0.5) / n) / img.s + img.oy);
           if (!s.inside) continue;
           ++hits;
           sum.r += s.colour.r;
@@ -176,10 +187,18 @@ class Lettering {
     return w - tracking;
   }
 
-  // Draws text with its baseline at y; align −1 left of x, 0 centred on x, 1 right of x.
-  // Glyphs are rendered at four times the size and filtered down.
+  // Draws text with its baseline at y (layout coordinates); align −1 left of x,
+  // 0 centred on x, 1 right of x. Glyphs are rendered at the picture's density.
   void draw(Image& img, const std::string& fontName, double size, const std::string& text, double x, double y,
             Colour c, int align = 0, double tracking = 0, double opacity = 1.0) {
+    drawPixels(img, fontName, size * img.s, text, (x - img.ox) * img.s, (y - img.oy) * img.s, c, align,
+               tracking * img.s, opacity);
+  }
+
+ private:
+  // The same in the picture's pixels, glyphs rendered at four times the size and filtered down.
+  void drawPixels(Image& img, const std::string& fontName, double size, const std::string& text, double x, double y,
+                  Colour c, int align, double tracking, double opacity) {
     FT_Face f = face(fontName);
     if (!f) return;
     const double w = width(fontName, size, text, tracking);
@@ -208,7 +227,6 @@ class Lettering {
       for (int xx = 0; xx < gw; ++xx) img.blend(gx0 + xx, gy0 + yy, c, opacity * std::min(1.0, cover[yy * gw + xx]));
   }
 
- private:
   FT_Library lib_ = nullptr;
   std::map<std::string, FT_Face> faces_;
 };
@@ -239,7 +257,45 @@ struct KnobPlace {
   int x, y, size;
 };
 
-Image cropBox(const Image& img, const layout::Box& b) { return img.crop(b.left, b.top, b.right - b.left, b.bottom - b.top); }
+// The pixels of a layout box at the picture's scale, in the box's own
+// coordinates (its top left corner is 0, 0).
+Image cropBox(const Image& img, const layout::Box& b) {
+  const layout::Box p = layout::scaled(b, img.s);
+  Image out = img.crop(p.left, p.top, p.right - p.left, p.bottom - p.top);
+  out.ox = p.left / img.s - b.left;
+  out.oy = p.top / img.s - b.top;
+  return out;
+}
+
+// An empty picture of a layout box at scale s, in the box's own coordinates.
+Image blankBox(const layout::Box& b, double s, int count = 1) {
+  const layout::Box p = layout::scaled(b, s);
+  Image out(p.right - p.left, (p.bottom - p.top) * count);
+  out.s = s;
+  out.ox = p.left / s - b.left;
+  out.oy = p.top / s - b.top;
+  return out;
+}
+
+// Blends a row of layout pixels x0 <= x < x1 at y, skipping the columns `skip` says.
+void blendRow(Image& img, int x0, int x1, int y, Colour c, double a, const std::function<bool(int)>& skip = {}) {
+  for (int py = 0; py < img.h; ++py) {
+    if (static_cast<int>(std::floor(py / img.s + img.oy)) != y) continue;
+    for (int px = 0; px < img.w; ++px) {
+      const int x = static_cast<int>(std::floor(px / img.s + img.ox));
+      if (x >= x0 && x < x1 && !(skip && skip(x))) img.blend(px, py, c, a);
+    }
+  }
+}
+void blendColumn(Image& img, int x, int y0, int y1, Colour c, double a) {
+  for (int px = 0; px < img.w; ++px) {
+    if (static_cast<int>(std::floor(px / img.s + img.ox)) != x) continue;
+    for (int py = 0; py < img.h; ++py) {
+      const int y = static_cast<int>(std::floor(py / img.s + img.oy));
+      if (y >= y0 && y < y1) img.blend(px, py, c, a);
+    }
+  }
+}
 const KnobPlace kDecay{layout::kDecayKnob.x, layout::kDecayKnob.y, layout::kLargeKnob},
     kDamp{layout::kDampKnob.x, layout::kDampKnob.y, layout::kLargeKnob},
     kMix{layout::kMixKnob.x, layout::kMixKnob.y, layout::kSmallKnob},
@@ -302,28 +358,35 @@ void springEmblem(Image& img, double x0, double x1, double cy, double radius, in
   stroke(img, x1 - 0.5, cy + radius * 0.2, x1 + 6, cy, 1.6, front);
 }
 
-Image makePanel(Lettering& t) {
-  const int W = 300, H = 196;
-  Image img(W, H);
-  for (int y = 0; y < H; ++y)
-    for (int x = 0; x < W; ++x) {
-      Colour c = mix(kPanelTop, kPanelBottom, y / double(H - 1));
-      img.at(x, y) = scale(c, 1.0 + grain(x, y) * 0.035);
+// Pixels of a one-pixel line of the 1x picture at scale s.
+int lineWidth(double s) { return std::max(1, static_cast<int>(s)); }
+
+Image makePanel(Lettering& t, double sc) {
+  const int W = layout::kWidth, H = layout::kHeight;  // layout units
+  const int PW = layout::scaled(W, sc), PH = layout::scaled(H, sc);
+  Image img(PW, PH);
+  img.s = sc;
+  for (int y = 0; y < PH; ++y)
+    for (int x = 0; x < PW; ++x) {
+      Colour c = mix(kPanelTop, kPanelBottom, y / double(PH - 1));
+      img.at(x, y) = scale(c, 1.0 + grain(static_cast<int>(x / sc), static_cast<int>(y / sc)) * 0.035);
     }
   // Bevelled edge.
-  for (int i = 0; i < 3; ++i) {
-    const double k = 0.45 - i * 0.12;
-    for (int x = i; x < W - i; ++x) {
+  for (int i = 0; i < layout::scaled(3, sc); ++i) {
+    const double k = 0.45 - static_cast<int>(i / sc) * 0.12;
+    for (int x = i; x < PW - i; ++x) {
       img.blend(x, i, rgb(255, 255, 250), k);
-      img.blend(x, H - 1 - i, rgb(60, 56, 50), k);
+      img.blend(x, PH - 1 - i, rgb(60, 56, 50), k);
     }
-    for (int y = i; y < H - i; ++y) {
+    for (int y = i; y < PH - i; ++y) {
       img.blend(i, y, rgb(255, 255, 250), k);
-      img.blend(W - 1 - i, y, rgb(60, 56, 50), k);
+      img.blend(PW - 1 - i, y, rgb(60, 56, 50), k);
     }
   }
-  for (int x = 0; x < W; ++x) img.at(x, 0) = img.at(x, H - 1) = rgb(70, 66, 60);
-  for (int y = 0; y < H; ++y) img.at(0, y) = img.at(W - 1, y) = rgb(70, 66, 60);
+  for (int i = 0; i < lineWidth(sc); ++i) {
+    for (int x = 0; x < PW; ++x) img.at(x, i) = img.at(x, PH - 1 - i) = rgb(70, 66, 60);
+    for (int y = 0; y < PH; ++y) img.at(i, y) = img.at(PW - 1 - i, y) = rgb(70, 66, 60);
+  }
 
   screw(img, 9.5, 9.5);
   screw(img, W - 9.5, 9.5);
@@ -342,11 +405,9 @@ Image makePanel(Lettering& t) {
   t.draw(img, kSans, 6.3, "SPRING REVERB", 150.5, 98, rgb(196, 190, 172), 0, 0.9);
 
   // Engraved divider between the upper and the lower row.
-  for (int x = 14; x < W - 14; ++x) {
-    if (x >= 112 && x <= 189) continue;
-    img.blend(x, 117, rgb(120, 114, 102), 0.7);
-    img.blend(x, 118, rgb(255, 255, 250), 0.6);
-  }
+  const auto plate = [](int x) { return x >= 112 && x <= 189; };
+  blendRow(img, 14, W - 14, 117, rgb(120, 114, 102), 0.7, plate);
+  blendRow(img, 14, W - 14, 118, rgb(255, 255, 250), 0.6, plate);
 
   // Knob scales and labels.
   for (const KnobPlace* k : {&kDecay, &kDamp, &kMix, &kOutput}) knobScale(img, *k);
@@ -385,9 +446,10 @@ Image makePanel(Lettering& t) {
 
 // ------------------------------------------------------------------ knobs
 // Picture i of 51 points at 5π/4 − i · 3π/2 / 50 (clockwise from lower left).
-Image knobPicture(const Image& under, int i, bool large) {
+Image knobPicture(const Image& under, int i, int size) {
   Image img = under;
-  const double c = under.w / 2.0;
+  const bool large = size > 40;
+  const double c = size / 2.0;
   const double R = large ? 19.5 : 12.6;     // skirt
   const double rc = large ? 13.8 : 8.9;     // cap
   const double a = 5 * kPi / 4 - i * (3 * kPi / 2) / 50;
@@ -423,17 +485,19 @@ Image knobPicture(const Image& under, int i, bool large) {
   return img;
 }
 
+layout::Box boxOf(const KnobPlace& k) { return layout::knobBox({k.x, k.y}, k.size == layout::kLargeKnob); }
+
 Image knobStrip(const Image& panel, const KnobPlace& k) {
-  const Image under = panel.crop(k.x, k.y, k.size, k.size);
-  Image strip(k.size, k.size * 51);
-  for (int i = 0; i < 51; ++i) strip.paste(knobPicture(under, i, k.size > 40), 0, i * k.size);
+  const Image under = cropBox(panel, boxOf(k));
+  Image strip(under.w, under.h * 51);
+  for (int i = 0; i < 51; ++i) strip.paste(knobPicture(under, i, k.size), 0, i * under.h);
   return strip;
 }
 
 // ------------------------------------------------------------------ switch, LED
 Image bypassSwitch(const Image& panel) {
   const Image under = cropBox(panel, layout::kBypassSwitch);
-  Image strip(24, 32);
+  Image strip(under.w, under.h * 2);
   for (int state = 0; state < 2; ++state) {
     Image img = under;
     // Recessed track.
@@ -449,7 +513,7 @@ Image bypassSwitch(const Image& panel) {
       return mix(rgb(150, 148, 142), rgb(246, 244, 238), 0.5 + 0.5 * light);
     });
     for (int g = -1; g <= 1; ++g) stroke(img, sx + g * 2.2, 5.8, sx + g * 2.2, 10.2, 0.7, rgb(110, 106, 100));
-    strip.paste(img, 0, state * 16);
+    strip.paste(img, 0, state * under.h);
   }
   return strip;
 }
@@ -457,7 +521,7 @@ Image bypassSwitch(const Image& panel) {
 // Pictures from the top: clipping, latched, off.
 Image clipLed(const Image& panel) {
   const Image under = cropBox(panel, layout::kClipLed);
-  Image strip(11, 33);
+  Image strip(under.w, under.h * 3);
   const Colour body[3] = {rgb(255, 46, 32), rgb(196, 70, 40), rgb(96, 40, 36)};
   const Colour glow[3] = {rgb(255, 210, 190), rgb(236, 150, 110), rgb(150, 96, 90)};
   for (int p = 0; p < 3; ++p) {
@@ -469,28 +533,33 @@ Image clipLed(const Image& panel) {
       return Sample{d <= 1.0, mix(body[p], scale(body[p], 0.55), d * d)};
     });
     disc(img, c - 1.4, c - 1.6, 1.5, glow[p], p == 0 ? 0.95 : 0.6);
-    strip.paste(img, 0, p * 11);
+    strip.paste(img, 0, p * under.h);
   }
   return strip;
 }
 
 // ------------------------------------------------------------------ about
-Image aboutPicture(Lettering& t) {
-  const int W = 251, H = 162;
-  Image img(W, H);
-  for (int y = 0; y < H; ++y)
-    for (int x = 0; x < W; ++x) img.at(x, y) = mix(rgb(44, 42, 40), rgb(26, 25, 24), y / double(H - 1));
-  for (int x = 0; x < W; ++x) {
-    img.at(x, 0) = rgb(201, 164, 92);
-    img.at(x, H - 1) = rgb(120, 96, 56);
-  }
-  for (int y = 0; y < H; ++y) {
-    img.at(0, y) = rgb(201, 164, 92);
-    img.at(W - 1, y) = rgb(120, 96, 56);
+Image aboutPicture(Lettering& t, double sc) {
+  const int W = 251, H = 162;  // layout units
+  Image img = blankBox(layout::kAboutPicture, sc);
+  const int PW = img.w, PH = img.h;
+  for (int y = 0; y < PH; ++y)
+    for (int x = 0; x < PW; ++x) img.at(x, y) = mix(rgb(44, 42, 40), rgb(26, 25, 24), y / double(PH - 1));
+  for (int i = 0; i < lineWidth(sc); ++i) {
+    for (int x = 0; x < PW; ++x) {
+      img.at(x, i) = rgb(201, 164, 92);
+      img.at(x, PH - 1 - i) = rgb(120, 96, 56);
+    }
+    for (int y = 0; y < PH; ++y) {
+      img.at(i, y) = rgb(201, 164, 92);
+      img.at(PW - 1 - i, y) = rgb(120, 96, 56);
+    }
   }
   roundRect(img, 5, 5, W - 5, H - 5, 4, [](double, double) { return rgb(0, 0, 0); }, 0.0);
-  for (int x = 4; x < W - 4; ++x) img.blend(x, 4, kBrass, 0.35), img.blend(x, H - 5, kBrass, 0.35);
-  for (int y = 4; y < H - 4; ++y) img.blend(4, y, kBrass, 0.35), img.blend(W - 5, y, kBrass, 0.35);
+  blendRow(img, 4, W - 4, 4, kBrass, 0.35);
+  blendRow(img, 4, W - 4, H - 5, kBrass, 0.35);
+  blendColumn(img, 4, 4, H - 4, kBrass, 0.35);
+  blendColumn(img, W - 5, 4, H - 4, kBrass, 0.35);
 
   springEmblem(img, 78, 173, 30, 11, 12, kBrass, rgb(120, 96, 56));
   t.draw(img, kSansBold, 22, "KORRO TARROW", W / 2.0, 71, kCream, 0, 1.2);
@@ -645,6 +714,7 @@ Image quantised(const Image& img, const std::string& path) {
   const std::uint32_t offset = d[10] | d[11] << 8 | d[12] << 16 | d[13] << 24;
   const int stride = (img.w + 3) & ~3;
   Image out(img.w, img.h);
+  out.s = img.s, out.ox = img.ox, out.oy = img.oy;
   for (int y = 0; y < img.h; ++y)
     for (int x = 0; x < img.w; ++x) {
       const int idx = d[offset + static_cast<size_t>(img.h - 1 - y) * stride + x];
@@ -664,18 +734,19 @@ std::vector<Rgb8> coloursOf(const Image& img) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: %s <output folder>\n", argv[0]);
+  const double sc = argc == 3 ? std::atof(argv[2]) : 1.0;
+  if (argc < 2 || argc > 3 || layout::snapScale(sc) != sc) {
+    std::fprintf(stderr, "usage: %s <output folder> [1 | 1.5 | 2]\n", argv[0]);
     return 2;
   }
   const std::string dir = std::string(argv[1]) + "/";
   Lettering t;
 
-  writeBmp(dir + "background.bmp", makePanel(t));
-  const Image panel = quantised(makePanel(t), dir + "background.bmp");
+  writeBmp(dir + "background.bmp", makePanel(t, sc));
+  const Image panel = quantised(makePanel(t, sc), dir + "background.bmp");
 
   auto strip = [&](const char* name, const KnobPlace& k) {
-    writeBmp(dir + name, knobStrip(panel, k), coloursOf(panel.crop(k.x, k.y, k.size, k.size)));
+    writeBmp(dir + name, knobStrip(panel, k), coloursOf(cropBox(panel, boxOf(k))));
   };
   strip("knob_large_decay.bmp", kDecay);
   strip("knob_large_damp.bmp", kDamp);
@@ -683,6 +754,6 @@ int main(int argc, char** argv) {
   strip("knob_small_output.bmp", kOutput);
   writeBmp(dir + "bypass_switch.bmp", bypassSwitch(panel), coloursOf(cropBox(panel, layout::kBypassSwitch)));
   writeBmp(dir + "clip_led.bmp", clipLed(panel), coloursOf(cropBox(panel, layout::kClipLed)));
-  writeBmp(dir + "about.bmp", aboutPicture(t));
+  writeBmp(dir + "about.bmp", aboutPicture(t, sc));
   return 0;
 }

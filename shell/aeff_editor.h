@@ -18,6 +18,9 @@ class AEffEditor {
   virtual std::intptr_t onKeyDown(VstKeyCode& key) = 0;
   virtual std::intptr_t onKeyUp(VstKeyCode& key) = 0;
   virtual std::intptr_t setKnobMode(int mode) = 0;
+  // The host's display scale (2 on a 200 % desktop). True when an open
+  // window changed size, so the host must resize its own.
+  virtual bool setScale(float /*scale*/) { return false; }
   // May come from any thread, the audio thread too: an editor only notes the
   // index here and shows the change on its own thread.
   virtual void setParameter(std::int32_t index, float value) = 0;

@@ -57,6 +57,14 @@ std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, 
       return editor ? editor->setKnobMode(value) : 0;
     case effGetCurrentMidiProgram:
       return -1;
+    case effVendorSpecific:
+      // The content-scale call: index 'PreS', value 'AeCs', the scale in opt.
+      if (index != fourCharCode('P', 'r', 'e', 'S') || value != fourCharCode('A', 'e', 'C', 's') || !editor) return 0;
+      if (editor->setScale(opt)) {
+        ERect* r = nullptr;
+        if (editor->getRect(&r) && r) callHost(audioMasterSizeWindow, r->right - r->left, r->bottom - r->top);
+      }
+      return 1;
     default:
       if (opcode >= effProcessEvents) return 0;
       return AudioEffect::dispatcher(opcode, index, value, ptr, opt);

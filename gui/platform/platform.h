@@ -127,6 +127,10 @@ void destroyEditBox(EditBox* box);
 std::uint32_t tickCount();  // milliseconds
 void sleepMs(int milliseconds);
 
+// The desktop's scale for a window on `parent` (the system's dots per inch over
+// 96), 1 when unknown; asked only when the host names no scale.
+double desktopScale(void* parent);
+
 // A number that identifies this module in the process (names the window class).
 std::uintptr_t moduleInstance();
 

@@ -563,5 +563,26 @@ TEST(ClapPlugin, TheEditorIsOfferedWhateverTheHostOffersButNeedsItsTimer) {
   gui->destroy(withTimer.plugin());
 }
 
+// gui.set_scale reaches the editor as the VST 2 content-scale call.
+TEST(ClapPlugin, TheHostsScaleSizesTheEditor) {
+  ClapHost host;
+  ClapInstance fx(host);
+  const auto* gui = fx.ext<clap::PluginGui>(clap::kGuiId);
+  ASSERT_NE(gui, nullptr);
+  ASSERT_TRUE(gui->create(fx.plugin(), "x11", false));
+  const struct {
+    double scale;
+    std::uint32_t width, height;
+  } cases[] = {{2.0, 600, 392}, {1.5, 450, 294}, {1.25, 450, 294}, {0.5, 300, 196}};
+  for (const auto& c : cases) {
+    EXPECT_TRUE(gui->setScale(fx.plugin(), c.scale)) << c.scale;
+    std::uint32_t w = 0, h = 0;
+    ASSERT_TRUE(gui->getSize(fx.plugin(), &w, &h));
+    EXPECT_EQ(w, c.width) << c.scale;
+    EXPECT_EQ(h, c.height) << c.scale;
+  }
+  gui->destroy(fx.plugin());
+}
+
 }  // namespace
 }  // namespace korro::test

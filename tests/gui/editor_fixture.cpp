@@ -11,9 +11,9 @@ std::vector<HostCall>& hostCalls() {
   return calls;
 }
 
-std::intptr_t KORRO_CDECL recordingHost(AEffect*, std::int32_t opcode, std::int32_t index, std::intptr_t, void*,
-                                        float opt) {
-  hostCalls().push_back({opcode, index, opt});
+std::intptr_t KORRO_CDECL recordingHost(AEffect*, std::int32_t opcode, std::int32_t index, std::intptr_t value,
+                                        void*, float opt) {
+  hostCalls().push_back({opcode, index, opt, value});
   return opcode == audioMasterVersion ? 2400 : 0;
 }
 

@@ -27,6 +27,7 @@ struct HostCall {
   std::int32_t opcode;
   std::int32_t index;
   float opt;
+  std::intptr_t value;
 };
 
 // What the host was asked, in order.

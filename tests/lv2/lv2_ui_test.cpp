@@ -3,9 +3,14 @@
 // the host's port events shown on the controls and the meter.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <X11/Xatom.h>
+#include <lv2/atom/atom.h>
+#include <lv2/options/options.h>
 #include <lv2/ui/ui.h>
+#include <lv2/urid/urid.h>
 
 #include <cmath>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -129,6 +134,74 @@ TEST_F(Lv2Ui, PortEventsMoveTheKnobAndFeedTheMeter) {
   portEvent(kDecayPort, NAN);
   idle(1);
   EXPECT_EQ(decayKnob(), knobAtHalf);
+}
+
+// A host of 200 % screens: the scale comes as the ui:scaleFactor option.
+class Lv2UiScale : public Lv2Ui {
+ protected:
+  static LV2_URID map(LV2_URID_Map_Handle self, const char* uri) {
+    auto& uris = *static_cast<std::vector<std::string>*>(self);
+    for (std::size_t i = 0; i < uris.size(); ++i)
+      if (uris[i] == uri) return static_cast<LV2_URID>(i + 1);
+    uris.emplace_back(uri);
+    return static_cast<LV2_URID>(uris.size());
+  }
+  static int resize(LV2UI_Feature_Handle self, int width, int height) {
+    *static_cast<std::pair<int, int>*>(self) = {width, height};
+    return 0;
+  }
+  // Opens a second editor on a 600 × 392 host window with the option of `type` and `scale`;
+  // answers its window's size.
+  std::pair<int, int> openWith(const char* type, float scale, bool withOption = true) {
+    HostWindow big(nullptr, 600, 392);
+    LV2_URID_Map mapper{&uris_, &Lv2UiScale::map};
+    const LV2_Options_Option options[] = {
+        {LV2_OPTIONS_INSTANCE, 0, map(&uris_, LV2_UI__scaleFactor), sizeof scale, map(&uris_, type), &scale},
+        {LV2_OPTIONS_INSTANCE, 0, 0, 0, 0, nullptr}};
+    const LV2UI_Resize resizer{&asked_, &Lv2UiScale::resize};
+    const LV2_Feature parentFeature{LV2_UI__parent, big.handle()};
+    const LV2_Feature mapFeature{LV2_URID__map, &mapper};
+    const LV2_Feature optionsFeature{LV2_OPTIONS__options, const_cast<LV2_Options_Option*>(options)};
+    const LV2_Feature resizeFeature{LV2_UI__resize, const_cast<LV2UI_Resize*>(&resizer)};
+    const LV2_Feature* features[] = {&parentFeature, &mapFeature, &resizeFeature,
+                                     withOption ? &optionsFeature : nullptr, nullptr};
+    LV2UI_Widget widget = nullptr;
+    LV2UI_Handle ui = ui_->instantiate(ui_, lv2::kPluginUri, KORRO_LV2_BUNDLE, &HostSide::write, &host_, &widget, features);
+    if (!ui) return {0, 0};
+    for (int i = 0; i < 3; ++i) {
+      idle_->idle(ui);
+      pause(10);
+    }
+    const std::pair<int, int> size = big.size(big.child());
+    ui_->cleanup(ui);
+    return size;
+  }
+  std::vector<std::string> uris_;
+  std::pair<int, int> asked_{0, 0};
+};
+
+TEST_F(Lv2UiScale, ScaleFactorTwoOpensAt600By392AndTheHostIsAskedForThat) {
+  EXPECT_EQ(openWith(LV2_ATOM__Float, 2.0f), (std::pair<int, int>{600, 392}));
+  EXPECT_EQ(asked_, (std::pair<int, int>{600, 392}));
+  EXPECT_EQ(openWith(LV2_ATOM__Float, 1.5f), (std::pair<int, int>{450, 294}));
+  EXPECT_EQ(openWith(LV2_ATOM__Float, 0.75f), (std::pair<int, int>{300, 196}));
+  // A value of another type is not a scale.
+  EXPECT_EQ(openWith(LV2_ATOM__Int, 2.0f), (std::pair<int, int>{300, 196}));
+  EXPECT_EQ(asked_, (std::pair<int, int>{300, 196}));
+}
+
+TEST_F(Lv2UiScale, WithoutTheOptionXftDpi192GivesTheSameAndTheOptionOverrulesIt) {
+  const ::Window root = DefaultRootWindow(window_.display);
+  const std::string resources = "Xft.dpi:\t192\n";
+  XChangeProperty(window_.display, root, XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
+                  reinterpret_cast<const unsigned char*>(resources.c_str()), static_cast<int>(resources.size()));
+  XSync(window_.display, False);
+  const std::pair<int, int> desktop = openWith(LV2_ATOM__Float, 0.0f, false);
+  const std::pair<int, int> host = openWith(LV2_ATOM__Float, 1.0f);
+  XDeleteProperty(window_.display, root, XA_RESOURCE_MANAGER);
+  XSync(window_.display, False);
+  EXPECT_EQ(desktop, (std::pair<int, int>{600, 392}));
+  EXPECT_EQ(host, (std::pair<int, int>{300, 196}));
 }
 
 }  // namespace

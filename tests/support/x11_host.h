@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace korro::test {
@@ -25,7 +26,7 @@ inline void pause(int ms) { std::this_thread::sleep_for(std::chrono::millisecond
 // Its window takes key events, as a host's does for its transport shortcuts.
 struct HostWindow {
   // With `visual`, the window has that visual and depth instead of the screen's default.
-  explicit HostWindow(const XVisualInfo* visual = nullptr) {
+  explicit HostWindow(const XVisualInfo* visual = nullptr, int width = kWidth, int height = kHeight) {
     display = XOpenDisplay(nullptr);
     if (!display) return;
     const int screen = DefaultScreen(display);
@@ -36,10 +37,10 @@ struct HostWindow {
       a.colormap = colormap;
       a.border_pixel = 0;
       a.background_pixel = 0;
-      window = XCreateWindow(display, root, 0, 0, kWidth, kHeight, 0, visual->depth, InputOutput, visual->visual,
+      window = XCreateWindow(display, root, 0, 0, width, height, 0, visual->depth, InputOutput, visual->visual,
                              CWColormap | CWBorderPixel | CWBackPixel, &a);
     } else {
-      window = XCreateSimpleWindow(display, root, 0, 0, kWidth, kHeight, 0, 0, WhitePixel(display, screen));
+      window = XCreateSimpleWindow(display, root, 0, 0, width, height, 0, 0, WhitePixel(display, screen));
     }
     XSelectInput(display, window, KeyPressMask);
     XMapWindow(display, window);
@@ -67,6 +68,15 @@ struct HostWindow {
     return f;
   }
   void* handle() const { return reinterpret_cast<void*>(static_cast<std::uintptr_t>(window)); }
+
+  // Width and height of window w; 0, 0 when it cannot be read.
+  std::pair<int, int> size(::Window w) const {
+    ::Window root = 0;
+    int x = 0, y = 0;
+    unsigned width = 0, height = 0, border = 0, depth = 0;
+    if (!w || !XGetGeometry(display, w, &root, &x, &y, &width, &height, &border, &depth)) return {0, 0};
+    return {static_cast<int>(width), static_cast<int>(height)};
+  }
 
   // The plug-in's window: the one child of ours.
   ::Window child() const {

@@ -5,7 +5,9 @@
 // Exits non-zero on the first broken promise it finds of each kind.
 #include <windows.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -181,6 +183,88 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   fx.dispatch(effEditClose);
 }
 
+// Every skin picture at every scale is a bitmap resource of the DLL, each of
+// the size its scale gives; listed, so the log shows what the DLL carries.
+void checkResources(HMODULE dll) {
+  std::vector<int> ids;
+  EnumResourceNamesA(
+      dll, MAKEINTRESOURCEA(2) /* RT_BITMAP */,
+      [](HMODULE, LPCSTR, LPSTR name, LONG_PTR list) -> BOOL {
+        if (IS_INTRESOURCE(name)) reinterpret_cast<std::vector<int>*>(list)->push_back(static_cast<int>(reinterpret_cast<std::uintptr_t>(name)));
+        return TRUE;
+      },
+      reinterpret_cast<LONG_PTR>(&ids));
+  std::sort(ids.begin(), ids.end());
+  std::printf("bitmaps:");
+  for (int id : ids) std::printf(" %d", id);
+  std::printf("\n");
+  std::vector<int> expected;
+  for (int scale : {0, 1000, 2000})
+    for (int id : {11200, 11201, 11205, 11210, 11211, 11212, 11213, 11215}) expected.push_back(id + scale);
+  CHECK(ids == expected);
+  // The panel at 1, 1.5 and 2; the Decay strip: 51 pictures of 54, 81 and 108 pixels.
+  const struct {
+    int id, width, height;
+  } sizes[] = {{11200, 300, 196}, {12200, 450, 294}, {13200, 600, 392},
+               {11210, 54, 54 * 51}, {12210, 81, 81 * 51}, {13210, 108, 108 * 51}};
+  for (const auto& s : sizes) {
+    HBITMAP b = LoadBitmapA(dll, MAKEINTRESOURCEA(s.id));
+    BITMAP info{};
+    CHECK(b && GetObjectA(b, sizeof info, &info) == sizeof info);
+    CHECK(info.bmWidth == s.width && info.bmHeight == s.height);
+    if (b) DeleteObject(b);
+  }
+}
+
+// The host's content-scale call at 2: a 600 × 392 editor drawn from the 2x
+// pictures, its switch where the 2x skin shows it.
+void checkScaledEditor(Plugin& fx, Host& host, HMODULE dll) {
+  HWND parent = CreateWindowExA(0, "KorroSmokeHost", "host", WS_POPUP | WS_VISIBLE, 0, 0, 600, 392, nullptr, nullptr,
+                                GetModuleHandleA(nullptr), nullptr);
+  CHECK(parent != nullptr);
+  CHECK(fx.dispatch(effVendorSpecific, fourCharCode('P', 'r', 'e', 'S'), fourCharCode('A', 'e', 'C', 's'), nullptr,
+                    2.0f) == 1);
+  ERect* rect = nullptr;
+  CHECK(fx.dispatch(effEditGetRect, 0, 0, &rect) == 1);
+  CHECK(rect && rect->right == 600 && rect->bottom == 392);
+  CHECK(fx.dispatch(effEditOpen, 0, 0, parent) == 1);
+  HWND editor = GetWindow(parent, GW_CHILD);
+  CHECK(editor != nullptr);
+  if (!editor) return;
+  RECT client{};
+  GetClientRect(editor, &client);
+  std::printf("editor at scale 2: %ld x %ld\n", client.right - client.left, client.bottom - client.top);
+  CHECK(client.right - client.left == 600 && client.bottom - client.top == 392);
+  pump(fx, 10);
+
+  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(13200));
+  CHECK(skin != nullptr);
+  HDC screen = GetDC(editor);
+  HDC memory = CreateCompatibleDC(screen);
+  HGDIOBJ old = SelectObject(memory, skin);
+  int differing = 0;
+  const POINT spots[] = {{8, 8}, {300, 260}, {580, 120}, {40, 360}, {560, 240}};
+  for (POINT p : spots) differing += GetPixel(screen, p.x, p.y) != GetPixel(memory, p.x, p.y);
+  CHECK(differing == 0);
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  DeleteObject(skin);
+  ReleaseDC(editor, screen);
+
+  // The switch's middle at 2; the 1x place is bare panel now.
+  const float bypass = fx.getParameter(0);
+  host.clear();
+  click(editor, 67, 149, true, true);
+  pump(fx, 3);
+  CHECK(host.count(audioMasterAutomate) == 0);
+  click(editor, 134, 298, true, true);
+  pump(fx, 3);
+  CHECK(host.count(audioMasterAutomate) == 1);
+  CHECK(fx.getParameter(0) == (bypass == 0.0f ? 1.0f : 0.0f));
+  fx.dispatch(effEditClose);
+  DestroyWindow(parent);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -204,6 +288,8 @@ int main(int argc, char** argv) {
   checkIdentityAndTexts(fx);
   checkFirstEcho(fx);
   checkEditor(fx, host, GetModuleHandleA(path.c_str()));
+  checkResources(GetModuleHandleA(path.c_str()));
+  checkScaledEditor(fx, host, GetModuleHandleA(path.c_str()));
   std::printf("%s: %d failed check%s\n", path.c_str(), failures, failures == 1 ? "" : "s");
   return failures ? 1 : 0;
 }

@@ -1,8 +1,10 @@
 // Renders the opened editor through the headless backend and writes it as PNG:
-//   korro-editor-snapshot out.png [--scale N] [--about] [--clip] [--edit]
-// The effect is opened as a host opens it; --about clicks the name plate,
-// --clip feeds a clipping peak, --edit opens the Decay field's edit box.
+//   korro-editor-snapshot out.png [--scale 1|1.5|2] [--about] [--clip] [--edit]
+// The effect is opened as a host opens it, at the scale a host asks for with
+// the content-scale call; --about clicks the name plate, --clip feeds a
+// clipping peak, --edit opens the Decay field's edit box.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,6 +12,7 @@
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb/stb_image_write.h>
 
+#include "editor/editor_layout.h"
 #include "gui/platform/headless/headless.h"
 #include "shell/reverb_effect.h"
 
@@ -21,13 +24,13 @@ std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t,
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    std::fprintf(stderr, "usage: %s out.png [--scale N] [--about] [--clip] [--edit]\n", argv[0]);
+    std::fprintf(stderr, "usage: %s out.png [--scale 1|1.5|2] [--about] [--clip] [--edit]\n", argv[0]);
     return 2;
   }
-  int zoom = 1;
+  float scale = 1.0f;
   bool about = false, clip = false, edit = false;
   for (int i = 2; i < argc; ++i) {
-    if (!std::strcmp(argv[i], "--scale") && i + 1 < argc) zoom = std::max(1, std::atoi(argv[++i]));
+    if (!std::strcmp(argv[i], "--scale") && i + 1 < argc) scale = static_cast<float>(std::atof(argv[++i]));
     else if (!std::strcmp(argv[i], "--about")) about = true;
     else if (!std::strcmp(argv[i], "--clip")) clip = true;
     else if (!std::strcmp(argv[i], "--edit")) edit = true;
@@ -37,6 +40,7 @@ int main(int argc, char** argv) {
   AEffect* e = fx->getAeffect();
   fx->setProgram(2);  // "Typical Spring"
   int parent = 0;
+  e->dispatcher(e, effVendorSpecific, fourCharCode('P', 'r', 'e', 'S'), fourCharCode('A', 'e', 'C', 's'), nullptr, scale);
   e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);
   if (clip) fx->meter.peakLeft = 1.2f;
   else fx->meter.peakLeft = 0.5f;
@@ -47,30 +51,25 @@ int main(int argc, char** argv) {
     e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
   }
   korro::platform::Window* w = korro::headless::currentWindow();
+  const auto at = [scale](int v) { return korro::layout::scaled(v, korro::layout::snapScale(scale)); };
   if (about) {
-    korro::headless::postButtonDown(w, 150, 60, korro::platform::kLeftButton);
+    korro::headless::postButtonDown(w, at(150), at(60), korro::platform::kLeftButton);
     e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
   }
   if (edit) {
-    korro::headless::postButtonDown(w, 60, 104, korro::platform::kLeftButton);
+    korro::headless::postButtonDown(w, at(60), at(104), korro::platform::kLeftButton);
     e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
     korro::headless::type(korro::headless::focusedEditBox(), "42");
   }
 
   const int width = korro::headless::width(w), height = korro::headless::height(w);
-  const std::uint8_t* src = korro::headless::pixels(w);
-  std::vector<std::uint8_t> out(static_cast<size_t>(width) * zoom * height * zoom * 3);
-  for (int y = 0; y < height * zoom; ++y)
-    for (int x = 0; x < width * zoom; ++x)
-      std::memcpy(&out[(static_cast<size_t>(y) * width * zoom + x) * 3],
-                  &src[(static_cast<size_t>(y / zoom) * width + x / zoom) * 3], 3);
-  const int ok = stbi_write_png(argv[1], width * zoom, height * zoom, 3, out.data(), width * zoom * 3);
+  const int ok = stbi_write_png(argv[1], width, height, 3, korro::headless::pixels(w), width * 3);
   e->dispatcher(e, effEditClose, 0, 0, nullptr, 0.0f);
   e->dispatcher(e, effClose, 0, 0, nullptr, 0.0f);
   if (!ok) {
     std::fprintf(stderr, "cannot write %s\n", argv[1]);
     return 1;
   }
-  std::printf("%s: %d x %d\n", argv[1], width * zoom, height * zoom);
+  std::printf("%s: %d x %d\n", argv[1], width, height);
   return 0;
 }

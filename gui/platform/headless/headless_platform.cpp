@@ -45,6 +45,7 @@ struct State {
   std::uint64_t polls = 0;
   std::uint32_t clock = 1000;
   std::uint64_t slept = 0;
+  double desktopScale = 1.0;
 };
 
 State& state() {
@@ -218,6 +219,8 @@ void destroyEditBox(EditBox* box) {
 
 std::uint32_t tickCount() { return state().clock; }
 
+double desktopScale(void*) { return state().desktopScale; }
+
 void sleepMs(int milliseconds) {
   if (milliseconds <= 0) return;
   state().clock += static_cast<std::uint32_t>(milliseconds);
@@ -279,6 +282,7 @@ void moveFocusAway(EditBox* box) { endEdit(box); }
 std::uint32_t now() { return state().clock; }
 void advance(std::uint32_t ms) { state().clock += ms; }
 std::uint64_t sleptMs() { return state().slept; }
+void setDesktopScale(double scale) { state().desktopScale = scale; }
 
 void resetInput() {
   State& s = state();

@@ -342,6 +342,24 @@ void destroyEditBox(EditBox* box) {
 
 std::uint32_t tickCount() { return GetTickCount(); }
 
+// The parent's monitor DPI where Windows has the call (10 and later), else the
+// screen's; a process that is not DPI aware reads 96 either way.
+double desktopScale(void* parent) {
+  using DpiForWindow = UINT(WINAPI*)(HWND);
+  static const auto dpiForWindow = reinterpret_cast<DpiForWindow>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("user32.dll"), "GetDpiForWindow")));
+  UINT dpi = 0;
+  if (parent && dpiForWindow) dpi = dpiForWindow(static_cast<HWND>(parent));
+  if (dpi == 0) {
+    HDC screen = GetDC(nullptr);
+    if (screen) {
+      dpi = static_cast<UINT>(GetDeviceCaps(screen, LOGPIXELSX));
+      ReleaseDC(nullptr, screen);
+    }
+  }
+  return dpi > 0 ? dpi / 96.0 : 1.0;
+}
+
 void sleepMs(int milliseconds) {
   if (milliseconds > 0) Sleep(static_cast<DWORD>(milliseconds));
 }

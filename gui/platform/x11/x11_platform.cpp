@@ -19,6 +19,7 @@
 #include "gui/platform/software/surface.h"
 #include "gui/platform/software/text.h"
 #include "x11_errors.h"
+#include "xft_dpi.h"
 
 struct korro::platform::Window {
   Display* display = nullptr;
@@ -442,6 +443,16 @@ void destroyEditBox(EditBox* box) {
   returnFocus(box);
   XFlush(w->display);
   delete box;
+}
+
+// Xft.dpi from the screen's resources (what desktops set for their scale).
+double desktopScale(void*) {
+  Display* display = XOpenDisplay(nullptr);
+  if (!display) return 1.0;
+  double dpi = 0.0;
+  if (const char* resources = XResourceManagerString(display)) dpi = x11::xftDpi(resources);
+  XCloseDisplay(display);
+  return dpi > 0.0 ? dpi / 96.0 : 1.0;
 }
 
 std::uint32_t tickCount() {

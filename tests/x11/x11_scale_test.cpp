@@ -1,0 +1,207 @@
+// The shipped module's editor at scale 2 on a real X server: set by the
+// host's content-scale call or by the desktop's Xft.dpi, driven with real
+// input events; and the repaints that a real window passing over it and the
+// end of an edit force on it.
+#include <gtest/gtest.h>
+
+#include <X11/Xatom.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <stb/stb_image_write.h>
+
+#include "editor/editor_layout.h"
+#include "gui/platform/headless/headless.h"
+#include "shell/reverb_effect.h"
+#include "support/module_fixture.h"
+// Last: Xlib's macros (None, Bool, Status) would clash with names above.
+#include "support/x11_host.h"
+
+namespace korro::test {
+namespace {
+
+namespace layout = korro::layout;
+
+constexpr std::int32_t kPreS = fourCharCode('P', 'r', 'e', 'S');
+constexpr std::int32_t kAeCs = fourCharCode('A', 'e', 'C', 's');
+constexpr int kWide = 600, kHigh = 392;
+
+std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+  return opcode == audioMasterVersion ? 2400 : 0;
+}
+
+// The middle of a layout box at scale 2.
+std::pair<int, int> middle(const layout::Box& b) {
+  const layout::Box s = layout::scaled(b, 2.0);
+  return {(s.left + s.right) / 2, (s.top + s.bottom) / 2};
+}
+
+class X11ScaledEditor : public ModuleTest {
+ protected:
+  void SetUp() override {
+    ModuleTest::SetUp();
+    ASSERT_NE(host_.display, nullptr) << "no X server";
+  }
+  void TearDown() override {
+    fx().dispatch(effEditClose);
+    ModuleTest::TearDown();
+  }
+  void idle(int times) {
+    for (int i = 0; i < times; ++i) {
+      fx().dispatch(effEditIdle);
+      pause(10);
+    }
+  }
+  void openAtTwo() {
+    ASSERT_EQ(fx().dispatch(effVendorSpecific, kPreS, kAeCs, nullptr, 2.0f), 1);
+    ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+    idle(5);
+    ASSERT_NE(host_.child(), 0u);
+  }
+  std::vector<std::uint8_t> screen() { return host_.capture(host_.child(), 0, 0, kWide, kHigh); }
+
+  HostWindow host_{nullptr, kWide, kHigh};
+  Pointer pointer_;
+};
+
+// Pixels that differ from the same editor at scale 2 drawn in memory.
+int differsFromSoftwareRendering(const std::vector<std::uint8_t>& shown, const char* png) {
+  if (shown.size() != static_cast<std::size_t>(kWide) * kHigh * 3) return kWide * kHigh;
+  stbi_write_png(png, kWide, kHigh, 3, shown.data(), kWide * 3);
+  ReverbEffect reference(&quietHost, &createReverbEditor);
+  AEffect* e = reference.getAeffect();
+  int parent = 0;
+  e->dispatcher(e, effVendorSpecific, kPreS, kAeCs, nullptr, 2.0f);
+  e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);
+  for (int i = 0; i < 5; ++i) e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
+  const std::uint8_t* expected = headless::pixels(headless::currentWindow());
+  int differing = 0;
+  for (std::size_t i = 0; i < shown.size(); i += 3) differing += std::memcmp(&shown[i], expected + i, 3) != 0;
+  e->dispatcher(e, effEditClose, 0, 0, nullptr, 0.0f);
+  return differing;
+}
+
+TEST_F(X11ScaledEditor, AtTwoTheWindowIs600By392AndDragsClicksAndTypingLandRight) {
+  openAtTwo();
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
+  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-scale2.png"), 0) << "see x11-editor-scale2.png";
+
+  // 100 screen pixels up from Decay's middle: a quarter of the range.
+  const auto [kx, ky] = middle(layout::knobBox(layout::kDecayKnob, true));
+  pointer_.drag(kx, ky, kx, ky - 100, [&] { idle(1); });
+  idle(2);
+  EXPECT_EQ(fx().getParameter(1), 0.75f);
+
+  host.clear();
+  const auto [bx, by] = middle(layout::kBypassSwitch);
+  pointer_.click(bx, by);
+  idle(1);
+  EXPECT_EQ(host.count(audioMasterAutomate), 1);
+  EXPECT_EQ(fx().getParameter(0), 0.0f);
+  EXPECT_EQ(fx().getParameter(1), 0.75f);
+
+  const auto [fx_, fy] = middle(layout::fieldUnder(layout::kDampKnob, true));
+  pointer_.click(fx_, fy);
+  idle(1);
+  pointer_.key(XK_4);
+  pointer_.key(XK_0);
+  pointer_.key(XK_Return);
+  idle(1);
+  EXPECT_EQ(fx().getParameter(2), 0.4f);
+  EXPECT_EQ(fx().getParameter(1), 0.75f);
+}
+
+TEST_F(X11ScaledEditor, TheCallWhileOpenResizesTheWindowAndAsksTheHost) {
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{300, 196}));
+  host.clear();
+  EXPECT_EQ(fx().dispatch(effVendorSpecific, kPreS, kAeCs, nullptr, 2.0f), 1);
+  idle(5);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
+  ASSERT_EQ(host.count(audioMasterSizeWindow), 1);
+  for (const host::HostRequest& r : host.requests()) {
+    if (r.opcode != audioMasterSizeWindow) continue;
+    EXPECT_EQ((std::pair<int, int>{r.index, static_cast<int>(r.value)}), (std::pair<int, int>{kWide, kHigh}));
+  }
+  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-rescaled.png"), 0) << "see x11-editor-rescaled.png";
+}
+
+// The desktop says 192 dots per inch, the host nothing.
+TEST_F(X11ScaledEditor, XftDpiOf192WithoutAHostScaleGivesTwo) {
+  const ::Window root = DefaultRootWindow(host_.display);
+  const std::string resources = "Xft.antialias:\t1\nXft.dpi:\t192\n";
+  XChangeProperty(host_.display, root, XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
+                  reinterpret_cast<const unsigned char*>(resources.c_str()), static_cast<int>(resources.size()));
+  XSync(host_.display, False);
+  ERect* r = nullptr;
+  ASSERT_EQ(fx().dispatch(effEditGetRect, 0, 0, &r), 1);
+  ASSERT_NE(r, nullptr);
+  EXPECT_EQ((std::pair<int, int>{r->right - r->left, r->bottom - r->top}), (std::pair<int, int>{kWide, kHigh}));
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  XDeleteProperty(host_.display, root, XA_RESOURCE_MANAGER);
+  XSync(host_.display, False);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
+  // 144 would be 1.5; with no Xft.dpi at all it is 1.
+  fx().dispatch(effEditClose);
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{300, 196}));
+}
+
+// A host's menu or dialog: another client's window mapped over the editor, then taken away.
+TEST_F(X11ScaledEditor, AWindowPassingOverTheReadoutLeavesItShownAfterTheNextIdle) {
+  openAtTwo();
+  const layout::Box readout = layout::scaled(layout::kPeakReadout, 2.0);
+  Display* other = XOpenDisplay(nullptr);
+  ASSERT_NE(other, nullptr);
+  XSetWindowAttributes a{};
+  a.override_redirect = True;
+  a.background_pixel = BlackPixel(other, DefaultScreen(other));
+  const ::Window menu = XCreateWindow(other, DefaultRootWindow(other), readout.left - 40, readout.top - 30, 200, 120, 0,
+                                      CopyFromParent, InputOutput, CopyFromParent, CWOverrideRedirect | CWBackPixel, &a);
+  XMapRaised(other, menu);
+  XSync(other, False);
+  pause(50);
+  idle(1);
+  XUnmapWindow(other, menu);
+  XSync(other, False);
+  pause(50);
+  idle(1);
+  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-uncovered.png"), 0) << "see x11-editor-uncovered.png";
+  XDestroyWindow(other, menu);
+  XCloseDisplay(other);
+}
+
+TEST_F(X11ScaledEditor, AfterReturnEndsAnEditThePixelsAroundTheFieldAreAFreshDraws) {
+  for (const float scale : {1.0f, 2.0f}) {
+    fx().dispatch(effEditClose);
+    fx().dispatch(effVendorSpecific, kPreS, kAeCs, nullptr, scale);
+    ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+    idle(5);
+    const layout::Box f = layout::scaled(layout::fieldUnder(layout::kDecayKnob, true), scale);
+    pointer_.click((f.left + f.right) / 2, (f.top + f.bottom) / 2);
+    idle(1);
+    pointer_.key(XK_3);
+    pointer_.key(XK_3);
+    pointer_.key(XK_Return);
+    idle(2);
+    ASSERT_EQ(fx().getParameter(1), 0.33f) << scale;
+    const int x = f.left - 4, y = f.top - 4, w = f.right - f.left + 8, h = f.bottom - f.top + 8;
+    const std::vector<std::uint8_t> edited = host_.capture(host_.child(), x, y, w, h);
+    fx().dispatch(effEditClose);
+    ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+    idle(5);
+    const std::vector<std::uint8_t> fresh = host_.capture(host_.child(), x, y, w, h);
+    ASSERT_EQ(edited.size(), fresh.size());
+    int differing = 0;
+    for (std::size_t i = 0; i < fresh.size(); ++i) differing += fresh[i] != edited[i];
+    EXPECT_EQ(differing, 0) << scale;
+  }
+}
+
+}  // namespace
+}  // namespace korro::test
