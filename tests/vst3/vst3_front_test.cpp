@@ -887,6 +887,30 @@ TEST(Vst3Plugin, ProcessingAllocatesNothing) {
 
 // ---------------------------------------------------------------- editor
 
+// The host's content scale sizes the view: snapped to 1, 1.5 or 2, ties to the larger.
+TEST(Vst3Editor, TheHostsContentScaleSizesTheView) {
+  Instance fx(builtVst3());
+  auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
+  ASSERT_NE(v, nullptr);
+  void* face = nullptr;
+  ASSERT_EQ(v->table->queryInterface(v, &kContentScaleSupportId, &face), kOk);
+  auto* scale = static_cast<Interface<ContentScaleTable>*>(face);
+  const struct {
+    float factor;
+    std::int32_t width, height;
+  } cases[] = {{2.0f, 600, 392}, {1.25f, 450, 294}, {0.5f, 300, 196}, {1.75f, 600, 392}, {NAN, 300, 196}, {1.0f, 300, 196}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.factor);
+    EXPECT_EQ(scale->table->setContentScaleFactor(scale, c.factor), kOk);
+    ViewRect r{};
+    ASSERT_EQ(v->table->getSize(v, &r), kOk);
+    EXPECT_EQ(r.right - r.left, c.width);
+    EXPECT_EQ(r.bottom - r.top, c.height);
+  }
+  scale->table->release(scale);
+  v->table->release(v);
+}
+
 // Needs an X server: ctest runs it under Xvfb.
 TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
   const char* display = std::getenv("DISPLAY");
@@ -984,6 +1008,18 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
   EXPECT_EQ(fx.handler.lastId, 1u);
   EXPECT_EQ(fx.handler.lastValue, 0.75);
   EXPECT_EQ(fx.value(1), 0.75);
+
+  // A scale given while open: the host is asked for the new size.
+  void* face = nullptr;
+  ASSERT_EQ(v->table->queryInterface(v, &kContentScaleSupportId, &face), kOk);
+  auto* scale = static_cast<Interface<ContentScaleTable>*>(face);
+  const int resizes = frame.resizes;
+  EXPECT_EQ(scale->table->setContentScaleFactor(scale, 2.0f), kOk);
+  frame.tick();
+  EXPECT_EQ(frame.resizes, resizes + 1);
+  EXPECT_EQ(frame.asked.right - frame.asked.left, 600);
+  EXPECT_EQ(frame.asked.bottom - frame.asked.top, 392);
+  scale->table->release(scale);
   EXPECT_EQ(v->table->removed(v), kOk);
   EXPECT_EQ(host.child(), 0u) << "its window is gone";
   v->table->release(v);

@@ -227,6 +227,7 @@ struct Frame {
   Loop loop;
   bool offerRunLoop = true;
   int loopRefs = 0, timersRegistered = 0, timersUnregistered = 0, resizes = 0;
+  ViewRect asked{};  // the size of the last resize the view asked for
   void* timer = nullptr;  // the plug-in's timer handler while registered
   std::uint64_t interval = 0;
 
@@ -278,8 +279,9 @@ inline const PlugFrameTable Frame::kTable = {
     },
     [](void*) -> std::uint32_t { return 1; },
     [](void*) -> std::uint32_t { return 1; },
-    [](void* s, void*, ViewRect*) -> Result {
+    [](void* s, void*, ViewRect* size) -> Result {
       ++static_cast<Frame*>(s)->resizes;
+      if (size) static_cast<Frame*>(s)->asked = *size;
       return kOk;
     },
 };
