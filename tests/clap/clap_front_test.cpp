@@ -13,6 +13,7 @@
 #include "clap_host.h"
 #include "shell/programs.h"
 #include "support/alloc_counter.h"
+#include "support/front_checks.h"
 #include "support/module_fixture.h"
 
 namespace korro::test {
@@ -301,27 +302,7 @@ TEST(ClapPlugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
     EXPECT_FALSE(load(target, s)) << what;
     EXPECT_EQ(saved(target), before) << what;
   };
-  for (std::size_t n : {std::size_t{0}, std::size_t{3}, std::size_t{11}, std::size_t{12}, std::size_t{200},
-                        good.size() - 1})
-    refused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(n)}, SIZE_MAX, "truncated");
-  refused(good, 100, "a stream that fails midway");
-  auto changed = [&](std::size_t at, unsigned char v) {
-    std::vector<unsigned char> b = good;
-    b[at] = v;
-    return b;
-  };
-  refused(changed(0, 'X'), SIZE_MAX, "unknown magic");
-  refused(changed(4, 2), SIZE_MAX, "unknown version");
-  refused(changed(8, 0xd7), SIZE_MAX, "another length");
-  refused(changed(12, 8), SIZE_MAX, "program number out of range");
-  std::vector<unsigned char> nan = good;
-  const float bad = NAN;
-  std::memcpy(nan.data() + 12 + 4 + 20 + 56 * 3 + 8, &bad, 4);  // program 3's Damp
-  refused(nan, SIZE_MAX, "a value that is not finite");
-  std::vector<unsigned char> garbage(600);
-  std::mt19937 rng(1);
-  for (auto& c : garbage) c = static_cast<unsigned char>(rng());
-  refused(garbage, SIZE_MAX, "garbage");
+  for (const BadState& b : badStates(good)) refused(b.bytes, b.failAt, b.what);
 
   // A host's stream that goes on past the state: the rest is not the state's.
   MemoryStream longer;
@@ -424,20 +405,6 @@ TEST(ClapPlugin, ResetSoundsLikeAFreshActivation) {
   EXPECT_EQ(firstDifference(renderClap(used, script, in1), renderClap(fresh, script, in2)), 6000);
 }
 
-// The last frame at or above −120 dBFS after a 0 dBFS burst ends.
-std::int64_t lastAudibleFrame(ClapInstance& fx, std::int64_t frames) {
-  constexpr int kBlock = 4096;
-  StereoBuffer in(kBlock), out(kBlock);
-  std::int64_t last = -1;
-  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
-    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
-    fx.process(in.channels(), out.channels(), kBlock);
-    for (int i = 0; i < kBlock; ++i)
-      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
-  }
-  return last;
-}
-
 TEST(ClapPlugin, TheTailIsNeverShorterThanARenderShows) {
   const struct {
     float rate;
@@ -456,7 +423,8 @@ TEST(ClapPlugin, TheTailIsNeverShorterThanARenderShows) {
     const auto* tail = fx.ext<clap::PluginTail>(clap::kTailId);
     const std::uint32_t reported = tail->get(fx.plugin());
     ASSERT_LT(reported, static_cast<std::uint32_t>(INT32_MAX));
-    const std::int64_t last = lastAudibleFrame(fx, reported + 44100);
+    const std::int64_t last =
+        lastAudibleFrame([&](float** i, float** o, int n) { fx.process(i, o, n); }, reported + 44100);
     EXPECT_LE(last, static_cast<std::int64_t>(reported));
     if (s.output > 0) {
       EXPECT_GT(last, 0) << "the reverb rings at all";

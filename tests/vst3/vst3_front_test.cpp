@@ -14,6 +14,7 @@
 
 #include "shell/programs.h"
 #include "support/alloc_counter.h"
+#include "support/front_checks.h"
 #include "support/module_fixture.h"
 #include "vst3_host.h"
 
@@ -720,27 +721,7 @@ TEST(Vst3Plugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
     EXPECT_EQ(target.handler.restarts, 0) << what;
     EXPECT_EQ(target.value(kProgram), 0.0) << what;
   };
-  for (std::size_t n : {std::size_t{0}, std::size_t{3}, std::size_t{11}, std::size_t{12}, std::size_t{200},
-                        good.size() - 1})
-    refused({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(n)}, SIZE_MAX, "truncated");
-  refused(good, 100, "a stream that fails midway");
-  auto changed = [&](std::size_t at, unsigned char v) {
-    std::vector<unsigned char> b = good;
-    b[at] = v;
-    return b;
-  };
-  refused(changed(0, 'X'), SIZE_MAX, "unknown magic");
-  refused(changed(4, 2), SIZE_MAX, "unknown version");
-  refused(changed(8, 0xd7), SIZE_MAX, "another length");
-  refused(changed(12, 8), SIZE_MAX, "program number out of range");
-  std::vector<unsigned char> nan = good;
-  const float bad = NAN;
-  std::memcpy(nan.data() + 12 + 4 + 20 + 56 * 3 + 8, &bad, 4);  // program 3's Damp
-  refused(nan, SIZE_MAX, "a value that is not finite");
-  std::vector<unsigned char> garbage(600);
-  std::mt19937 rng(1);
-  for (auto& c : garbage) c = static_cast<unsigned char>(rng());
-  refused(garbage, SIZE_MAX, "garbage");
+  for (const BadState& b : badStates(good)) refused(b.bytes, b.failAt, b.what);
   EXPECT_NE(target.component->table->setState(target.component, nullptr), kOk);
   EXPECT_NE(target.component->table->getState(target.component, nullptr), kOk);
 
@@ -756,20 +737,6 @@ TEST(Vst3Plugin, AStateThatIsNotWholeOrNotOursChangesNothing) {
   Stream full;
   full.failAt = 40;
   EXPECT_NE(source.component->table->getState(source.component, full.self()), kOk);
-}
-
-// The last frame at or above -120 dBFS after a 0 dBFS burst ends.
-std::int64_t lastAudibleFrame(Instance& fx, std::int64_t frames) {
-  constexpr int kBlock = 4096;
-  StereoBuffer in(kBlock), out(kBlock);
-  std::int64_t last = -1;
-  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
-    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
-    fx.process(in.channels(), 2, out.channels(), kBlock);
-    for (int i = 0; i < kBlock; ++i)
-      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
-  }
-  return last;
 }
 
 TEST(Vst3Plugin, TheTailFollowsTheSettingsAndIsNeverShorterThanARenderShows) {
@@ -789,7 +756,8 @@ TEST(Vst3Plugin, TheTailFollowsTheSettingsAndIsNeverShorterThanARenderShows) {
     const std::uint32_t reported = fx.processor->table->getTailSamples(fx.processor);
     ASSERT_LT(reported, 0xFFFFFFFFu);
     EXPECT_EQ(reported != before, s.decay != 0.5 || s.output != 0.5) << "the settings of the last block";
-    const std::int64_t last = lastAudibleFrame(fx, static_cast<std::int64_t>(reported) + 44100);
+    const std::int64_t last = lastAudibleFrame([&](float** i, float** o, int n) { fx.process(i, 2, o, n); },
+                                                 static_cast<std::int64_t>(reported) + 44100);
     EXPECT_LE(last, static_cast<std::int64_t>(reported));
     EXPECT_GT(last, 0) << "the reverb rings at all";
   }
