@@ -8,9 +8,13 @@
 #include <vector>
 
 #include "built_module.h"
+#include "front_bench.h"
 #include "clap/clap_abi.h"
 
 namespace {
+
+using korro::bench::Noise;
+using korro::bench::setTimePerFrame;
 
 namespace clap = korro::clap;
 constexpr int kBlock = 512;
@@ -25,22 +29,7 @@ const clap::PluginEntry* clapEntry() {
   return entry;
 }
 
-struct Noise {
-  explicit Noise(int frames) : left(frames), right(frames) {
-    std::uint32_t s = 7;
-    for (int i = 0; i < frames; ++i) {
-      s = s * 1664525u + 1013904223u;
-      left[i] = static_cast<float>(static_cast<std::int32_t>(s)) * 2e-10f;
-      right[i] = -left[i];
-    }
-  }
-  std::vector<float> left, right;
-};
 
-void setRate(benchmark::State& state) {
-  const double frames = static_cast<double>(state.iterations()) * kBlock;
-  state.counters["time_per_frame"] = benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
 
 // Argument: parameter events per block, evenly spread.
 void clapBlock(benchmark::State& state) {
@@ -88,7 +77,7 @@ void clapBlock(benchmark::State& state) {
     benchmark::ClobberMemory();
     pos = (pos + kBlock) % length;
   }
-  setRate(state);
+  setTimePerFrame(state, kBlock);
   p->stopProcessing(p);
   p->deactivate(p);
   p->destroy(p);
@@ -114,7 +103,7 @@ void vstPieces(benchmark::State& state) {
     benchmark::ClobberMemory();
     pos = (pos + kBlock) % length;
   }
-  setRate(state);
+  setTimePerFrame(state, kBlock);
 }
 BENCHMARK(vstPieces)->ArgName("piece")->Arg(512)->Arg(32);
 

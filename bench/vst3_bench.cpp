@@ -5,9 +5,13 @@
 #include <vector>
 
 #include "built_module.h"
+#include "front_bench.h"
 #include "vst3/vst3_host.h"
 
 namespace {
+
+using korro::bench::Noise;
+using korro::bench::setTimePerFrame;
 
 using namespace korro::test::vst3host;
 constexpr int kBlock = 512;
@@ -18,22 +22,7 @@ const Module& vst3Module() {
   return module;
 }
 
-struct Noise {
-  explicit Noise(int frames) : left(frames), right(frames) {
-    std::uint32_t s = 7;
-    for (int i = 0; i < frames; ++i) {
-      s = s * 1664525u + 1013904223u;
-      left[i] = static_cast<float>(static_cast<std::int32_t>(s)) * 2e-10f;
-      right[i] = -left[i];
-    }
-  }
-  std::vector<float> left, right;
-};
 
-void setRate(benchmark::State& state) {
-  const double frames = static_cast<double>(state.iterations()) * kBlock;
-  state.counters["time_per_frame"] = benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
 
 const int kLength = static_cast<int>(kRate) * 20 / kBlock * kBlock;
 
@@ -55,7 +44,7 @@ void vst3Block(benchmark::State& state) {
     benchmark::ClobberMemory();
     pos = (pos + kBlock) % kLength;
   }
-  setRate(state);
+  setTimePerFrame(state, kBlock);
 }
 BENCHMARK(vst3Block);
 
@@ -74,7 +63,7 @@ void vst3ModuleBlock(benchmark::State& state) {
     benchmark::ClobberMemory();
     pos = (pos + kBlock) % kLength;
   }
-  setRate(state);
+  setTimePerFrame(state, kBlock);
 }
 BENCHMARK(vst3ModuleBlock);
 
