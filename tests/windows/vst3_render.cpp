@@ -13,47 +13,14 @@
 
 #include "host/vst_host.h"
 #include "vst3/vst3_host.h"
+#include "windows/render_script.h"
 
 namespace {
 
 using namespace korro::test::vst3host;
-
-// The same numbers on every platform: no library generator.
-struct Lcg {
-  std::uint32_t state = 12345;
-  std::uint32_t next() { return state = state * 1664525u + 1013904223u; }
-  float sample() { return static_cast<float>(static_cast<std::int32_t>(next()) >> 8) / 8388608.0f * 0.8f; }
-};
+using namespace korro::test;
 
 constexpr ParamId kProgram = 1000;
-
-struct Change {
-  std::int32_t offset;
-  ParamId id;
-  double value;
-};
-struct Block {
-  std::int32_t frames;
-  std::vector<Change> changes;
-};
-
-// Odd lengths, changes at odd offsets, and a program chosen inside a block now and then.
-std::vector<Block> script() {
-  std::vector<Block> blocks;
-  Lcg r;
-  const std::int32_t lengths[] = {512, 333, 64, 512, 1, 257};
-  for (int b = 0; b < 120; ++b) {
-    Block block{lengths[b % 6], {}};
-    if (b % 4 == 1) {
-      const std::int32_t t = static_cast<std::int32_t>(r.next() % static_cast<std::uint32_t>(block.frames));
-      block.changes.push_back({t, r.next() % 5, (r.next() % 1001) / 1000.0});
-      block.changes.push_back({t + (block.frames - t) / 2, 1, (r.next() % 1001) / 1000.0});
-    }
-    if (b % 25 == 12) block.changes.push_back({block.frames / 2, kProgram, (b / 25 + 3) % 8 / 7.0});
-    blocks.push_back(block);
-  }
-  return blocks;
-}
 
 bool sameBytes(const Tuid& t, const unsigned char (&bytes)[16]) { return std::memcmp(t.bytes, bytes, 16) == 0; }
 
@@ -147,50 +114,19 @@ int main(int argc, char** argv) {
     korro::host::Plugin vst(vstModule, vstHost);
     vst.start(static_cast<float>(rate), 512);
 
-    Lcg noise;
-    std::vector<float> in[2], out[2], ref[2];
+    std::vector<float> out[2], ref[2];
     const std::size_t first = written.size();
     long program = 0;
     Changes changes;
-    for (const Block& b : script()) {
-      for (int c = 0; c < 2; ++c) {
-        in[c].resize(static_cast<std::size_t>(b.frames));
-        out[c].assign(static_cast<std::size_t>(b.frames), 0.0f);
-        ref[c].assign(static_cast<std::size_t>(b.frames), 0.0f);
-      }
-      for (std::int32_t i = 0; i < b.frames; ++i) {
-        in[0][i] = noise.sample();
-        in[1][i] = noise.sample() * 0.5f;
-      }
+    for (ScriptBlock& b : renderScript(120, kProgram)) {
+      for (auto& channel : out) channel.assign(b.frames, 0.0f);
       changes.clear();
-      for (const Change& c : b.changes) changes.add(c.id, c.offset, c.value);
-      float* ip[2] = {in[0].data(), in[1].data()};
+      for (const ScriptChange& c : b.changes) changes.add(c.id, static_cast<std::int32_t>(c.offset), c.value);
+      float* ip[2] = {b.in[0].data(), b.in[1].data()};
       float* op[2] = {out[0].data(), out[1].data()};
-      if (fx.process(ip, 2, op, b.frames, &changes) != kOk) ++failures;
-
-      // The module: the program before the block, the five at their offsets.
-      for (const Change& c : b.changes)
-        if (c.id == kProgram && std::lround(c.value * 7) != program)
-          vst.dispatch(effSetProgram, 0, program = std::lround(c.value * 7));
-      std::int32_t done = 0;
-      auto runTo = [&](std::int32_t t) {
-        if (t <= done) return;
-        float* i2[2] = {in[0].data() + done, in[1].data() + done};
-        float* o2[2] = {ref[0].data() + done, ref[1].data() + done};
-        vst.processReplacing(i2, o2, t - done);
-        done = t;
-      };
-      for (const Change& c : b.changes) {
-        if (c.id == kProgram) continue;
-        runTo(c.offset);
-        vst.setParameter(static_cast<std::int32_t>(c.id), static_cast<float>(c.value));
-      }
-      runTo(b.frames);
-      for (std::int32_t i = 0; i < b.frames; ++i) {
-        written.push_back(out[0][i]);
-        written.push_back(out[1][i]);
-        if (std::memcmp(&out[0][i], &ref[0][i], 4) || std::memcmp(&out[1][i], &ref[1][i], 4)) ++failures;
-      }
+      if (fx.process(ip, 2, op, static_cast<std::int32_t>(b.frames), &changes) != kOk) ++failures;
+      renderWithModule(vst, b, ref, kProgram, program);
+      failures += appendAndCompare(written, out, ref, b.frames);
     }
     std::printf("%.0f Hz: %zu frames, %d differ from the VST 2 module\n", rate, (written.size() - first) / 2,
                 failures);
