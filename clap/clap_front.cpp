@@ -32,15 +32,12 @@ namespace korro::clap {
 namespace {
 
 constexpr const char* kPluginId = "org.example.korro-tarrow.tarrow";
-constexpr const char* kVendorUrl = "https://korro-tarrow.example.org";
 #if defined(_WIN32)
 constexpr const char* kGuiApi = "win32";
 #else
 constexpr const char* kGuiApi = "x11";
 #endif
 constexpr std::uint32_t kIdleMs = 30;
-constexpr std::int32_t kVendorScale = fourCharCode('P', 'r', 'e', 'S');
-constexpr std::int32_t kVendorScaleValue = fourCharCode('A', 'e', 'C', 's');
 
 const char* const kFeatures[] = {"audio-effect", "reverb", "stereo", nullptr};
 
@@ -295,7 +292,8 @@ class ClapReverb {
   }
 
   bool setScale(double scale) {
-    return dispatch(effVendorSpecific, kVendorScale, kVendorScaleValue, nullptr, static_cast<float>(scale)) != 0;
+    const auto factor = static_cast<float>(scale);
+    return dispatch(effVendorSpecific, kContentScaleIndex, kContentScaleValue, nullptr, factor) != 0;
   }
 
   bool guiSize(std::uint32_t* width, std::uint32_t* height) {

@@ -59,7 +59,7 @@ std::intptr_t AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, 
       return -1;
     case effVendorSpecific:
       // The content-scale call: index 'PreS', value 'AeCs', the scale in opt.
-      if (index != fourCharCode('P', 'r', 'e', 'S') || value != fourCharCode('A', 'e', 'C', 's') || !editor) return 0;
+      if (index != kContentScaleIndex || value != kContentScaleValue || !editor) return 0;
       if (editor->setScale(opt)) {
         ERect* r = nullptr;
         if (editor->getRect(&r) && r) callHost(audioMasterSizeWindow, r->right - r->left, r->bottom - r->top);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "aeff_editor.h"
+#include "korro/version.h"
 #include "parameter_table.h"
 
 using korro::kProgramCount;
@@ -229,7 +230,7 @@ bool ReverbEffect::getEffectName(char* name) {
 }
 
 bool ReverbEffect::getVendorString(char* text) {
-  std::strcpy(text, "https://korro-tarrow.example.org");
+  std::strcpy(text, korro::kVendorUrl);
   return true;
 }
 

@@ -70,6 +70,9 @@ constexpr std::int32_t fourCharCode(char a, char b, char c, char d) {
                                    static_cast<std::uint32_t>(static_cast<unsigned char>(d)));
 }
 
+// The content-scale call hosts send through effVendorSpecific, the scale in opt.
+constexpr std::int32_t kContentScaleIndex = fourCharCode('P', 'r', 'e', 'S');
+constexpr std::int32_t kContentScaleValue = fourCharCode('A', 'e', 'C', 's');
 constexpr std::int32_t kEffectMagic = fourCharCode('V', 's', 't', 'P');
 
 enum EffectFlags : std::int32_t {

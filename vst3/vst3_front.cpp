@@ -37,15 +37,12 @@ constexpr ParamId kProgramParam = 1000;
 constexpr std::int32_t kProgramListId = 1;
 constexpr std::int32_t kProgramSteps = kProgramCount - 1;
 constexpr const char* kVendor = "Korro Tarrow";
-constexpr const char* kVendorUrl = "https://korro-tarrow.example.org";
 #if defined(_WIN32)
 constexpr const char* kPlatformType = "HWND";
 #else
 constexpr const char* kPlatformType = "X11EmbedWindowID";
 #endif
 constexpr std::uint32_t kIdleMs = 30;
-constexpr std::int32_t kVendorScale = fourCharCode('P', 'r', 'e', 'S');
-constexpr std::int32_t kVendorScaleValue = fourCharCode('A', 'e', 'C', 's');
 
 bool same(const Tuid* a, const Tuid& b) { return a && std::memcmp(a->bytes, b.bytes, 16) == 0; }
 
@@ -608,7 +605,7 @@ Result View::size(ViewRect* out) {
 }
 
 Result View::setScale(float factor) {
-  return owner_->dispatch(effVendorSpecific, kVendorScale, kVendorScaleValue, nullptr, factor) ? kOk : kFalse;
+  return owner_->dispatch(effVendorSpecific, kContentScaleIndex, kContentScaleValue, nullptr, factor) ? kOk : kFalse;
 }
 
 void View::idle() {
