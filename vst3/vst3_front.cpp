@@ -475,10 +475,12 @@ class Reverb {
       if (id == kProgramParam) {
         std::int32_t offset = 0;
         double value = 0.0;
+        // The values go back even when the controller selected the program
+        // already: a host learns them from here, as it cannot be asked to
+        // re-read them from inside its own call that set the program.
         if (count > 0 && queue->table->getPoint(queue, count - 1, &offset, &value) == kOk) {
-          const std::int32_t before = effect_->getProgram();
           selectProgram(programOf(value));
-          if (effect_->getProgram() != before) reportValues(outputs);
+          reportValues(outputs);
         }
         continue;
       }
