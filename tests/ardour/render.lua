@@ -2,7 +2,8 @@
 -- A session with a track of noise bounced to a region, and a second track
 -- playing that region through Korro Tarrow; the second track is bounced at
 -- the plug-in's default, then with factory program PROGRAM loaded as Ardour
--- loads a preset. Prints what the test checks: the plug-in, its presets, the
+-- loads a preset, then once more after the session is saved and opened
+-- again. Prints what the test checks: the plug-in, its presets, the
 -- files written. Bounces land in interchange/<session folder>/audiofiles, one
 -- mono file per channel.
 local dir, program = arg[1], tonumber (arg[2])
@@ -71,6 +72,40 @@ local preset = plugin:preset_by_uri (string.format ("VST3-P:%s:%04d", uid, progr
 assert (preset, "no preset " .. program)
 assert (plugin:load_preset (preset), "preset not loaded")
 say ("loaded", preset.label)
+
+-- The values Ardour shows for the five parameters.
+local function values ()
+  local v = {}
+  for i = 0, plugin:parameter_count () - 1 do
+    v[#v + 1] = string.format ("%.4f", ARDOUR.LuaAPI.get_processor_param (insert, i, true))
+  end
+  return table.concat (v, " ")
+end
+
+-- Ardour learns the program's values from the processor's output changes,
+-- so they reach its controls within a few engine cycles.
+local default_values = values ()
+for _ = 1, 20 do
+  if values () ~= default_values then break end
+  ARDOUR.LuaAPI.usleep (100000)
+end
+say ("values", values ())
 bounce ("program")
+
+-- The session saved and opened again: the plug-in's state comes back.
+s:save_state ("", false, false, false, false, false)
+close_session ()
+s = load_session (dir, "render")
+assert (s, "session not reopened")
+fx = s:route_by_name ("Reverb"):to_track ()
+insert = fx:nth_plugin (0)
+assert (not insert:isnil (), "plug-in lost on reopening")
+plugin = insert:to_insert ():plugin (0)
+say ("reopened", plugin:name ())
+say ("values", values ())
+for _, name in ipairs ({ "warm-up again", "raw again" }) do
+  assert (not fx:bounce_range (0, input_frames, ARDOUR.InterThreadInfo (), insert, false, name, false):isnil ())
+end
+bounce ("reopened")
 close_session ()
 say ("done")
