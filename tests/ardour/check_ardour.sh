@@ -6,11 +6,12 @@
 #       two inputs, two outputs, no side chains or MIDI, an Fx|Reverb.
 #   check_ardour.sh render BUNDLE KORRO_RENDER WAV_TOOL
 #       a headless Ardour session plays noise through the plug-in on a track
-#       and bounces it, at the default program and at factory program 3
-#       loaded as an Ardour preset; both equal the VST 2 module's render of
-#       the same input through korro-render, and so does the program after
-#       the session is saved and reopened. Ardour lists the eight programs as
-#       presets under their names and shows the loaded program's values.
+#       and bounces it, at the default program and at factory programs 3 and
+#       7 (the last) loaded as Ardour presets; each equals the VST 2 module's
+#       render of the same input through korro-render, and so does the last
+#       program after the session is saved and reopened. Ardour lists the
+#       eight programs as presets under their names and shows the loaded
+#       program's values.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -66,7 +67,7 @@ render() {
   cp "$here/noise.lua" "$XDG_CONFIG_HOME/ardour7/scripts/korro_test_noise.lua"
   scan >/dev/null
   local session=$work/session out=$work/ardour.txt
-  timeout 120 ardour7-lua "$here/render.lua" "$session" 3 >"$out" 2>&1 || {
+  timeout 120 ardour7-lua "$here/render.lua" "$session" 3 7 >"$out" 2>&1 || {
     cat "$out"
     fail "ardour7-lua failed or timed out"
   }
@@ -80,16 +81,17 @@ render() {
   local expected="" i
   for i in "${!names[@]}"; do expected+=$(printf 'preset\tVST3-P:%s:%04d\t%s' "$class_id" "$i" "${names[$i]}")$'\n'; done
   [ "$(grep '^preset' "$out")"$'\n' = "$expected" ] || fail "Ardour's presets are not the eight factory programs"
-  grep -qx 'loaded	Long spring' "$out" || fail "the preset was not loaded"
-  # Ardour shows the program's values once it is loaded, and again after reopening.
-  local values
-  values=$(grep '^values' "$out" | cut -f2 | tr '\n' '|')
-  [ "$values" = "1.0000 0.7000 0.3500 0.5000 0.5000|1.0000 0.7000 0.3500 0.5000 0.5000|" ] ||
-    fail "Ardour's values of program 3, after loading and after reopening: $values"
+  # Each program loaded, with its values in Ardour's controls; the last one
+  # again after reopening the session.
+  local got want
+  got=$(grep -E '^(loaded|values|reopened)' "$out" | cut -f2 | tr '\n' '|')
+  want="Long spring|1.0000 0.7000 0.3500 0.5000 0.5000|Lo-Fi Drums|1.0000 0.7600 1.0000 0.5000 0.5000|"
+  want+="Korro Tarrow|1.0000 0.7600 1.0000 0.5000 0.5000|"
+  [ "$got" = "$want" ] || fail "programs loaded and the values Ardour shows: $got"
 
   local audio=$session/interchange/session/audiofiles
   local f
-  for f in input raw default program "raw again" reopened; do
+  for f in input raw default program-3 program-7 "raw again" reopened; do
     [ -f "$audio/$f%L.wav" ] && [ -f "$audio/$f%R.wav" ] || fail "no bounce $f in $audio"
   done
   "$wav_tool" join "$audio/input%L.wav" "$audio/input%R.wav" "$work/input.wav" || fail "could not join the input"
@@ -98,21 +100,27 @@ render() {
   "$wav_tool" compare "$work/input.wav" "$audio/raw%L.wav" "$audio/raw%R.wav" || fail "the track does not play the input"
 
   # The VST 2 module on the same input; the tail makes it as long as the bounces.
-  "$korro_render" "$work/input.wav" "$work/default.wav" --tail 1.7 --module "$(dirname "$korro_render")/KORRO_MERIDAN.so"
-  "$korro_render" "$work/input.wav" "$work/program.wav" --tail 1.7 --program 3 \
-    --module "$(dirname "$korro_render")/KORRO_MERIDAN.so"
+  local module
+  module="$(dirname "$korro_render")/KORRO_MERIDAN.so"
+  "$korro_render" "$work/input.wav" "$work/default.wav" --tail 1.7 --module "$module"
   echo "default program, VST3 in Ardour against VST 2:"
   "$wav_tool" compare "$work/default.wav" "$audio/default%L.wav" "$audio/default%R.wav" || fail "default program differs"
-  echo "program 3, VST3 in Ardour against VST 2:"
-  "$wav_tool" compare "$work/program.wav" "$audio/program%L.wav" "$audio/program%R.wav" || fail "program 3 differs"
-  echo "program 3 after reopening the session:"
+  local p
+  for p in 3 7; do
+    "$korro_render" "$work/input.wav" "$work/program-$p.wav" --tail 1.7 --program $p --module "$module"
+    echo "program $p, VST3 in Ardour against VST 2:"
+    "$wav_tool" compare "$work/program-$p.wav" "$audio/program-$p%L.wav" "$audio/program-$p%R.wav" ||
+      fail "program $p differs"
+  done
+  echo "program 7 after reopening the session:"
   "$wav_tool" compare "$work/input.wav" "$audio/raw again%L.wav" "$audio/raw again%R.wav" ||
     fail "the reopened track does not play the input"
-  "$wav_tool" compare "$work/program.wav" "$audio/reopened%L.wav" "$audio/reopened%R.wav" ||
-    fail "program 3 differs after reopening"
-  # The program did change the sound, so the two comparisons are not the same one.
-  if "$wav_tool" compare "$work/default.wav" "$audio/program%L.wav" "$audio/program%R.wav" >/dev/null; then
-    fail "program 3 sounds like the default program"
+  "$wav_tool" compare "$work/program-7.wav" "$audio/reopened%L.wav" "$audio/reopened%R.wav" ||
+    fail "program 7 differs after reopening"
+  # The programs did change the sound, so the comparisons are not one and the same.
+  if "$wav_tool" compare "$work/default.wav" "$audio/program-3%L.wav" "$audio/program-3%R.wav" >/dev/null ||
+    "$wav_tool" compare "$work/program-3.wav" "$audio/program-7%L.wav" "$audio/program-7%R.wav" >/dev/null; then
+    fail "a program sounds like the one before it"
   fi
 }
 

@@ -1,12 +1,15 @@
--- ardour7-lua render.lua SESSION_DIR PROGRAM
+-- ardour7-lua render.lua SESSION_DIR PROGRAM...
 -- A session with a track of noise bounced to a region, and a second track
 -- playing that region through Korro Tarrow; the second track is bounced at
--- the plug-in's default, then with factory program PROGRAM loaded as Ardour
--- loads a preset, then once more after the session is saved and opened
--- again. Prints what the test checks: the plug-in, its presets, the
--- files written. Bounces land in interchange/<session folder>/audiofiles, one
--- mono file per channel.
-local dir, program = arg[1], tonumber (arg[2])
+-- the plug-in's default, then with each factory PROGRAM in turn loaded as
+-- Ardour loads a preset (bounce "program-N"), then once more after the
+-- session is saved and opened again (bounce "reopened"). Prints what the test
+-- checks: the plug-in, its presets, the values Ardour shows, the files
+-- written. Bounces land in interchange/<session folder>/audiofiles, one mono
+-- file per channel.
+local dir = arg[1]
+local programs = {}
+for i = 2, #arg do programs[#programs + 1] = tonumber (arg[i]) end
 local input_frames, output_frames = 14400, 96000
 
 -- One line per fact, fields separated by tabs (Ardour's print joins with spaces).
@@ -67,12 +70,6 @@ for _, name in ipairs ({ "warm-up", "raw" }) do
   assert (not r:isnil (), "bounce failed: " .. name)
 end
 
-bounce ("default")
-local preset = plugin:preset_by_uri (string.format ("VST3-P:%s:%04d", uid, program))
-assert (preset, "no preset " .. program)
-assert (plugin:load_preset (preset), "preset not loaded")
-say ("loaded", preset.label)
-
 -- The values Ardour shows for the five parameters.
 local function values ()
   local v = {}
@@ -82,15 +79,22 @@ local function values ()
   return table.concat (v, " ")
 end
 
--- Ardour learns the program's values from the processor's output changes,
--- so they reach its controls within a few engine cycles.
-local default_values = values ()
-for _ = 1, 20 do
-  if values () ~= default_values then break end
-  ARDOUR.LuaAPI.usleep (100000)
+bounce ("default")
+for _, program in ipairs (programs) do
+  local preset = plugin:preset_by_uri (string.format ("VST3-P:%s:%04d", uid, program))
+  assert (preset, "no preset " .. program)
+  local before = values ()
+  assert (plugin:load_preset (preset), "preset not loaded")
+  say ("loaded", preset.label)
+  -- Ardour learns the program's values from the processor's output changes,
+  -- so they reach its controls within a few engine cycles.
+  for _ = 1, 20 do
+    if values () ~= before then break end
+    ARDOUR.LuaAPI.usleep (100000)
+  end
+  say ("values", values ())
+  bounce ("program-" .. program)
 end
-say ("values", values ())
-bounce ("program")
 
 -- The session saved and opened again: the plug-in's state comes back.
 s:save_state ("", false, false, false, false, false)
