@@ -9,8 +9,9 @@
 #       and bounces it, at the default program and at factory programs 3 and
 #       7 (the last) loaded as Ardour presets; each equals the VST 2 module's
 #       render of the same input through korro-render, and so does the last
-#       program after the session is saved and reopened. Ardour lists the
-#       eight programs as presets under their names and shows the loaded
+#       program after the session is saved and reopened, and a mono track
+#       (its one channel feeding both of the plug-in's inputs). Ardour lists
+#       the eight programs as presets under their names and shows the loaded
 #       program's values.
 set -euo pipefail
 
@@ -91,8 +92,11 @@ render() {
 
   local audio=$session/interchange/session/audiofiles
   local f
-  for f in input raw default program-3 program-7 "raw again" reopened; do
+  for f in input raw default program-3 program-7 mono "raw again" reopened; do
     [ -f "$audio/$f%L.wav" ] && [ -f "$audio/$f%R.wav" ] || fail "no bounce $f in $audio"
+  done
+  for f in "mono input" "mono raw"; do
+    [ -f "$audio/$f.wav" ] || fail "no bounce $f in $audio"
   done
   "$wav_tool" join "$audio/input%L.wav" "$audio/input%R.wav" "$work/input.wav" || fail "could not join the input"
   # What the track fed the plug-in is the input file, sample for sample.
@@ -117,6 +121,12 @@ render() {
     fail "the reopened track does not play the input"
   "$wav_tool" compare "$work/program-7.wav" "$audio/reopened%L.wav" "$audio/reopened%R.wav" ||
     fail "program 7 differs after reopening"
+  echo "mono track, VST3 in Ardour against VST 2 fed the mono file:"
+  "$wav_tool" join "$audio/mono input.wav" "$audio/mono input.wav" "$work/mono-input.wav" >/dev/null
+  "$wav_tool" compare "$work/mono-input.wav" "$audio/mono raw.wav" "$audio/mono raw.wav" ||
+    fail "the mono track does not play the input"
+  "$korro_render" "$audio/mono input.wav" "$work/mono.wav" --tail 1.7 --module "$module"
+  "$wav_tool" compare "$work/mono.wav" "$audio/mono%L.wav" "$audio/mono%R.wav" || fail "the mono track differs"
   # The programs did change the sound, so the comparisons are not one and the same.
   if "$wav_tool" compare "$work/default.wav" "$audio/program-3%L.wav" "$audio/program-3%R.wav" >/dev/null ||
     "$wav_tool" compare "$work/program-3.wav" "$audio/program-7%L.wav" "$audio/program-7%R.wav" >/dev/null; then
