@@ -18,6 +18,7 @@
 #include "shell/state_stream.h"
 #include "shell/tail.h"
 #include "vst3_abi.h"
+#include "vst3_trace.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -272,6 +273,13 @@ class Reverb {
   }
 
   Result process(ProcessData* d) {
+    if (Trace::get().on()) traceProcess(d, "process");
+    const Result r = processBlock(d);
+    if (Trace::get().on()) traceProcess(d, "processed");
+    return r;
+  }
+
+  Result processBlock(ProcessData* d) {
     if (!d) return kInvalidArgument;
     if (!active_ || d->symbolicSampleSize != 0) return kInvalidArgument;
     gatherChanges(d->inputChanges, d->outputChanges);
@@ -293,6 +301,41 @@ class Reverb {
     if (frames > done) buffers_.run(record_, done, frames - done);
     markSilence(d, frames);
     return kOk;
+  }
+
+  // What the host hands over: samples, buses and their silence flags, every
+  // change point; after the call, the silence flags set.
+  void traceProcess(const ProcessData* d, const char* what) {
+    if (!d) {
+      KORRO_VST3_TRACE(this, "processor", "%s (null)", what);
+      return;
+    }
+    const auto flags = [](std::int32_t n, const AudioBusBuffers* b) {
+      return n > 0 && b ? static_cast<unsigned long long>(b->silenceFlags) : 0ull;
+    };
+    const auto channels = [](std::int32_t n, const AudioBusBuffers* b) { return n > 0 && b ? b->channelCount : -1; };
+    char changes[512] = "";
+    std::size_t used = 0;
+    if (ParameterChanges* c = d->inputChanges; c && std::strcmp(what, "process") == 0) {
+      for (std::int32_t q = 0; q < c->table->getParameterCount(c) && used < sizeof changes - 64; ++q) {
+        ParamValueQueue* queue = c->table->getParameterData(c, q);
+        if (!queue) continue;
+        for (std::int32_t p = 0; p < queue->table->getPointCount(queue) && used < sizeof changes - 64; ++p) {
+          std::int32_t offset = 0;
+          double value = 0.0;
+          queue->table->getPoint(queue, p, &offset, &value);
+          used += static_cast<std::size_t>(std::snprintf(changes + used, sizeof changes - used, " %u@%d=%.9g",
+                                                         queue->table->getParameterId(queue), offset, value));
+        }
+      }
+    }
+    KORRO_VST3_TRACE(this, "processor",
+                     "%s mode %d size %d samples %d in %d(ch %d silent %llx) out %d(ch %d silent %llx) changes %s%s "
+                     "context %s",
+                     what, d->processMode, d->symbolicSampleSize, d->sampleCount, d->inputCount,
+                     channels(d->inputCount, d->inputs), flags(d->inputCount, d->inputs), d->outputCount,
+                     channels(d->outputCount, d->outputs), flags(d->outputCount, d->outputs),
+                     d->inputChanges ? "yes" : "null", changes, d->context ? "yes" : "null");
   }
 
   // ------------------------------------------------------------ controller
@@ -429,10 +472,12 @@ class Reverb {
       if (id == kProgramParam) {
         std::int32_t offset = 0;
         double value = 0.0;
+        // The values go back even when the controller selected the program
+        // already: a host learns them from here, as it cannot be asked to
+        // re-read them from inside its own call that set the program.
         if (count > 0 && queue->table->getPoint(queue, count - 1, &offset, &value) == kOk) {
-          const std::int32_t before = effect_->getProgram();
           selectProgram(programOf(value));
-          if (effect_->getProgram() != before) reportValues(outputs);
+          reportValues(outputs);
         }
         continue;
       }
@@ -659,80 +704,194 @@ Reverb* of(void* s) {
   return Face<F, Reverb>::of(s);
 }
 
-#define KORRO_VST3_UNKNOWN(Table)                                                    \
-  [](void* s, const Tuid* iid, void** out) { return of<Table>(s)->query(iid, out); }, \
-      [](void* s) { return of<Table>(s)->addRef(); }, [](void* s) { return of<Table>(s)->release(); }
+#define KORRO_VST3_UNKNOWN(Table, face)                                                      \
+  [](void* s, const Tuid* iid, void** out) {                                                 \
+    const Result r = of<Table>(s)->query(iid, out);                                          \
+    char hex[40];                                                                            \
+    KORRO_VST3_TRACE(of<Table>(s), face, "query_interface %s -> %d", Trace::name(iid, hex), r); \
+    return r;                                                                                \
+  },                                                                                         \
+      [](void* s) { return of<Table>(s)->addRef(); }, [](void* s) {                          \
+        KORRO_VST3_TRACE(of<Table>(s), face, "release");                                     \
+        return of<Table>(s)->release();                                                      \
+      }
 
 const ComponentTable Reverb::kComponentTable = {
-    KORRO_VST3_UNKNOWN(ComponentTable),
-    [](void*, void*) { return kOk; },
-    [](void*) { return kOk; },
-    [](void*, Tuid*) { return kNotImplemented; },  // no separate controller: this object is it
-    [](void*, std::int32_t) { return kOk; },
-    [](void* s, std::int32_t media, std::int32_t) { return of<ComponentTable>(s)->busCount(media); },
-    [](void* s, std::int32_t media, std::int32_t direction, std::int32_t index, BusInfo* out) {
-      return of<ComponentTable>(s)->busInfo(media, direction, index, out);
+    KORRO_VST3_UNKNOWN(ComponentTable, "component"),
+    [](void* s, void* context) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "initialize %p", context);
+      return kOk;
     },
-    [](void*, RoutingInfo*, RoutingInfo*) { return kNotImplemented; },
-    [](void*, std::int32_t media, std::int32_t, std::int32_t index, std::uint8_t) {
+    [](void* s) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "terminate");
+      return kOk;
+    },
+    [](void* s, Tuid*) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "get_controller_class_id");
+      return kNotImplemented;  // no separate controller: this object is it
+    },
+    [](void* s, std::int32_t mode) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "set_io_mode %d", mode);
+      return kOk;
+    },
+    [](void* s, std::int32_t media, std::int32_t direction) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "get_bus_count media %d dir %d", media, direction);
+      return of<ComponentTable>(s)->busCount(media);
+    },
+    [](void* s, std::int32_t media, std::int32_t direction, std::int32_t index, BusInfo* out) {
+      const Result r = of<ComponentTable>(s)->busInfo(media, direction, index, out);
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "get_bus_info media %d dir %d index %d -> %d", media,
+                       direction, index, r);
+      return r;
+    },
+    [](void* s, RoutingInfo*, RoutingInfo*) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "get_routing_info");
+      return kNotImplemented;
+    },
+    [](void* s, std::int32_t media, std::int32_t direction, std::int32_t index, std::uint8_t on) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "activate_bus media %d dir %d index %d state %d", media,
+                       direction, index, on);
       return media == kAudio && index == 0 ? kOk : kInvalidArgument;
     },
-    [](void* s, std::uint8_t on) { return of<ComponentTable>(s)->setActive(on != 0); },
-    [](void* s, BStream* stream) { return of<ComponentTable>(s)->loadState(stream); },
-    [](void* s, BStream* stream) { return of<ComponentTable>(s)->saveState(stream); },
+    [](void* s, std::uint8_t on) {
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "set_active %d", on);
+      return of<ComponentTable>(s)->setActive(on != 0);
+    },
+    [](void* s, BStream* stream) {
+      const Result r = of<ComponentTable>(s)->loadState(stream);
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "set_state -> %d", r);
+      return r;
+    },
+    [](void* s, BStream* stream) {
+      const Result r = of<ComponentTable>(s)->saveState(stream);
+      KORRO_VST3_TRACE(of<ComponentTable>(s), "component", "get_state -> %d", r);
+      return r;
+    },
 };
 
 const AudioProcessorTable Reverb::kProcessorTable = {
-    KORRO_VST3_UNKNOWN(AudioProcessorTable),
+    KORRO_VST3_UNKNOWN(AudioProcessorTable, "processor"),
     [](void* s, std::uint64_t* in, std::int32_t inCount, std::uint64_t* out, std::int32_t outCount) {
-      return of<AudioProcessorTable>(s)->setArrangements(in, inCount, out, outCount);
+      const Result r = of<AudioProcessorTable>(s)->setArrangements(in, inCount, out, outCount);
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "set_bus_arrangements in %d:%llx out %d:%llx -> %d",
+                       inCount, in && inCount > 0 ? static_cast<unsigned long long>(in[0]) : 0ull, outCount,
+                       out && outCount > 0 ? static_cast<unsigned long long>(out[0]) : 0ull, r);
+      return r;
     },
     [](void* s, std::int32_t direction, std::int32_t index, std::uint64_t* out) {
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "get_bus_arrangement dir %d index %d", direction,
+                       index);
       return of<AudioProcessorTable>(s)->arrangement(direction, index, out);
     },
-    [](void*, std::int32_t size) { return size == 0 ? kTrue : kNotImplemented; },
-    [](void*) -> std::uint32_t { return 0; },
-    [](void* s, ProcessSetup* setup) { return of<AudioProcessorTable>(s)->setup(setup); },
-    [](void*, std::uint8_t) { return kOk; },
+    [](void* s, std::int32_t size) {
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "can_process_sample_size %d", size);
+      return size == 0 ? kTrue : kNotImplemented;
+    },
+    [](void* s) -> std::uint32_t {
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "get_latency_samples");
+      return 0;
+    },
+    [](void* s, ProcessSetup* setup) {
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "setup_processing mode %d size %d max %d rate %g",
+                       setup ? setup->processMode : -1, setup ? setup->symbolicSampleSize : -1,
+                       setup ? setup->maxBlockSize : -1, setup ? setup->sampleRate : 0.0);
+      return of<AudioProcessorTable>(s)->setup(setup);
+    },
+    [](void* s, std::uint8_t on) {
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "set_processing %d", on);
+      return kOk;
+    },
     [](void* s, ProcessData* d) { return of<AudioProcessorTable>(s)->process(d); },
-    [](void* s) { return of<AudioProcessorTable>(s)->tail(); },
+    [](void* s) {
+      const std::uint32_t t = of<AudioProcessorTable>(s)->tail();
+      KORRO_VST3_TRACE(of<AudioProcessorTable>(s), "processor", "get_tail_samples -> %u", t);
+      return t;
+    },
 };
 
 // No tempo, transport or time: a host that asks need not fill the context.
 const ProcessContextRequirementsTable Reverb::kContextNeedsTable = {
-    KORRO_VST3_UNKNOWN(ProcessContextRequirementsTable),
-    [](void*) -> std::uint32_t { return 0; },
+    KORRO_VST3_UNKNOWN(ProcessContextRequirementsTable, "context"),
+    [](void* s) -> std::uint32_t {
+      KORRO_VST3_TRACE(of<ProcessContextRequirementsTable>(s), "context", "get_process_context_requirements");
+      return 0;
+    },
 };
 
 const EditControllerTable Reverb::kControllerTable = {
-    KORRO_VST3_UNKNOWN(EditControllerTable),
-    [](void*, void*) { return kOk; },
-    [](void*) { return kOk; },
-    [](void*, BStream*) { return kOk; },  // the component's state is this object's own
-    [](void*, BStream*) { return kNotImplemented; },
-    [](void*, BStream*) { return kNotImplemented; },
-    [](void*) { return kParameterCount + 1; },
-    [](void* s, std::int32_t index, ParameterInfo* out) {
-      return of<EditControllerTable>(s)->parameterInfo(index, out);
+    KORRO_VST3_UNKNOWN(EditControllerTable, "controller"),
+    [](void* s, void* context) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "initialize %p", context);
+      return kOk;
     },
-    [](void* s, ParamId id, double value, char16* out) { return of<EditControllerTable>(s)->valueText(id, value, out); },
+    [](void* s) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "terminate");
+      return kOk;
+    },
+    [](void* s, BStream*) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "set_component_state");
+      return kOk;  // the component's state is this object's own
+    },
+    [](void* s, BStream*) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "set_state");
+      return kNotImplemented;
+    },
+    [](void* s, BStream*) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_state");
+      return kNotImplemented;
+    },
+    [](void* s) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_parameter_count");
+      return kParameterCount + 1;
+    },
+    [](void* s, std::int32_t index, ParameterInfo* out) {
+      const Result r = of<EditControllerTable>(s)->parameterInfo(index, out);
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_parameter_info %d -> %d", index, r);
+      return r;
+    },
+    [](void* s, ParamId id, double value, char16* out) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_param_string_by_value %u %.17g", id, value);
+      return of<EditControllerTable>(s)->valueText(id, value, out);
+    },
     [](void* s, ParamId id, const char16* text, double* out) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_param_value_by_string %u", id);
       return of<EditControllerTable>(s)->valueOfText(id, text, out);
     },
-    [](void*, ParamId id, double v) {
+    [](void* s, ParamId id, double v) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "normalised_parameter_to_plain %u %.17g", id, v);
       return id == kProgramParam ? static_cast<double>(Reverb::programOf(v)) : v;
     },
-    [](void*, ParamId id, double v) { return id == kProgramParam ? v / kProgramSteps : v; },
-    [](void* s, ParamId id) { return of<EditControllerTable>(s)->normalized(id); },
-    [](void* s, ParamId id, double v) { return of<EditControllerTable>(s)->setNormalized(id, v); },
-    [](void* s, ComponentHandler* h) { return of<EditControllerTable>(s)->setHandler(h); },
-    [](void* s, const char* name) { return of<EditControllerTable>(s)->createView(name); },
+    [](void* s, ParamId id, double v) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "plain_parameter_to_normalised %u %.17g", id, v);
+      return id == kProgramParam ? v / kProgramSteps : v;
+    },
+    [](void* s, ParamId id) {
+      const double v = of<EditControllerTable>(s)->normalized(id);
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "get_parameter_normalised %u -> %.17g", id, v);
+      return v;
+    },
+    [](void* s, ParamId id, double v) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "set_parameter_normalised %u %.17g", id, v);
+      return of<EditControllerTable>(s)->setNormalized(id, v);
+    },
+    [](void* s, ComponentHandler* h) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "set_component_handler %p", static_cast<void*>(h));
+      return of<EditControllerTable>(s)->setHandler(h);
+    },
+    [](void* s, const char* name) {
+      KORRO_VST3_TRACE(of<EditControllerTable>(s), "controller", "create_view %s", name ? name : "(null)");
+      return of<EditControllerTable>(s)->createView(name);
+    },
 };
 
 const UnitInfoTable Reverb::kUnitTable = {
-    KORRO_VST3_UNKNOWN(UnitInfoTable),
-    [](void*) -> std::int32_t { return 1; },
-    [](void*, std::int32_t index, UnitInfo* out) {
+    KORRO_VST3_UNKNOWN(UnitInfoTable, "units"),
+    [](void* s) -> std::int32_t {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_unit_count");
+      return 1;
+    },
+    [](void* s, std::int32_t index, UnitInfo* out) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_unit_info %d", index);
       if (index != 0 || !out) return kInvalidArgument;
       *out = {};
       out->id = 0;
@@ -741,8 +900,12 @@ const UnitInfoTable Reverb::kUnitTable = {
       out->programListId = kProgramListId;
       return kOk;
     },
-    [](void*) -> std::int32_t { return 1; },
-    [](void*, std::int32_t index, ProgramListInfo* out) {
+    [](void* s) -> std::int32_t {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_program_list_count");
+      return 1;
+    },
+    [](void* s, std::int32_t index, ProgramListInfo* out) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_program_list_info %d", index);
       if (index != 0 || !out) return kInvalidArgument;
       *out = {};
       out->id = kProgramListId;
@@ -751,18 +914,41 @@ const UnitInfoTable Reverb::kUnitTable = {
       return kOk;
     },
     [](void* s, std::int32_t list, std::int32_t index, char16* out) {
-      return of<UnitInfoTable>(s)->programName(list, index, out);
+      const Result r = of<UnitInfoTable>(s)->programName(list, index, out);
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_program_name list %d index %d -> %d", list, index, r);
+      return r;
     },
-    [](void*, std::int32_t, std::int32_t, const char*, char16*) { return kFalse; },
-    [](void*, std::int32_t, std::int32_t) { return kFalse; },
-    [](void*, std::int32_t, std::int32_t, std::int16_t, char16*) { return kFalse; },
-    [](void*) -> std::int32_t { return 0; },
-    [](void*, std::int32_t) { return kOk; },
-    [](void*, std::int32_t, std::int32_t, std::int32_t, std::int32_t, std::int32_t* unit) {
+    [](void* s, std::int32_t list, std::int32_t index, const char* attribute, char16*) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_program_info list %d index %d %s", list, index,
+                       attribute ? attribute : "(null)");
+      return kFalse;
+    },
+    [](void* s, std::int32_t list, std::int32_t index) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "has_program_pitch_names list %d index %d", list, index);
+      return kFalse;
+    },
+    [](void* s, std::int32_t list, std::int32_t index, std::int16_t pitch, char16*) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_program_pitch_name list %d index %d pitch %d", list, index,
+                       pitch);
+      return kFalse;
+    },
+    [](void* s) -> std::int32_t {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_selected_unit");
+      return 0;
+    },
+    [](void* s, std::int32_t unit) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "select_unit %d", unit);
+      return kOk;
+    },
+    [](void* s, std::int32_t, std::int32_t, std::int32_t, std::int32_t, std::int32_t* unit) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "get_unit_by_bus");
       if (unit) *unit = 0;
       return kOk;
     },
-    [](void*, std::int32_t, std::int32_t, BStream*) { return kNotImplemented; },
+    [](void* s, std::int32_t list, std::int32_t index, BStream*) {
+      KORRO_VST3_TRACE(of<UnitInfoTable>(s), "units", "set_unit_program_data list %d index %d", list, index);
+      return kNotImplemented;
+    },
 };
 
 // ---------------------------------------------------------------- factory
@@ -779,6 +965,8 @@ Interface<FactoryTable> factory;
 
 const FactoryTable kFactoryTable = {
     [](void*, const Tuid* iid, void** out) {
+      char hex[40];
+      KORRO_VST3_TRACE(&factory, "factory", "query_interface %s", Trace::name(iid, hex));
       if (!out) return kInvalidArgument;
       if (same(iid, kFUnknownId) || same(iid, kPluginFactoryId) || same(iid, kPluginFactory2Id) ||
           same(iid, kPluginFactory3Id)) {
@@ -792,6 +980,7 @@ const FactoryTable kFactoryTable = {
     [](void*) -> std::uint32_t { return 1; },
     [](void*) -> std::uint32_t { return 1; },
     [](void*, FactoryInfo* out) {
+      KORRO_VST3_TRACE(&factory, "factory", "get_factory_info");
       if (!out) return kInvalidArgument;
       std::memset(out, 0, sizeof *out);
       copyText(out->vendor, kVendor);
@@ -799,13 +988,20 @@ const FactoryTable kFactoryTable = {
       out->flags = 0x10;  // texts are unicode where the format allows
       return kOk;
     },
-    [](void*) -> std::int32_t { return 1; },
+    [](void*) -> std::int32_t {
+      KORRO_VST3_TRACE(&factory, "factory", "count_classes");
+      return 1;
+    },
     [](void*, std::int32_t index, ClassInfo* out) {
+      KORRO_VST3_TRACE(&factory, "factory", "get_class_info %d", index);
       if (index != 0 || !out) return kInvalidArgument;
       fillClassInfo(*out);
       return kOk;
     },
     [](void*, const Tuid* classId, const Tuid* iid, void** out) {
+      char cls[40], hex[40];
+      KORRO_VST3_TRACE(&factory, "factory", "create_instance class %s iid %s", Trace::name(classId, cls),
+                       Trace::name(iid, hex));
       if (!out) return kInvalidArgument;
       *out = nullptr;
       if (!same(classId, kReverbClassId)) return kNoInterface;
@@ -820,6 +1016,7 @@ const FactoryTable kFactoryTable = {
       return result;
     },
     [](void*, std::int32_t index, ClassInfo2* out) {
+      KORRO_VST3_TRACE(&factory, "factory", "get_class_info2 %d", index);
       if (index != 0 || !out) return kInvalidArgument;
       ClassInfo base;
       fillClassInfo(base);
@@ -835,6 +1032,7 @@ const FactoryTable kFactoryTable = {
       return kOk;
     },
     [](void*, std::int32_t index, ClassInfoW* out) {
+      KORRO_VST3_TRACE(&factory, "factory", "get_class_info_unicode %d", index);
       if (index != 0 || !out) return kInvalidArgument;
       ClassInfo base;
       fillClassInfo(base);
@@ -849,7 +1047,10 @@ const FactoryTable kFactoryTable = {
       copyText(out->sdkVersion, "VST 3.7");
       return kOk;
     },
-    [](void*, void*) { return kOk; },
+    [](void*, void* context) {
+      KORRO_VST3_TRACE(&factory, "factory", "set_host_context %p", context);
+      return kOk;
+    },
 };
 
 }  // namespace

@@ -579,9 +579,24 @@ TEST(Vst3Plugin, AProgramChosenInsideABlockTakesTheWholeBlock) {
     EXPECT_EQ(fx.value(i), static_cast<double>(static_cast<float>(expected[i]))) << i;
   }
   EXPECT_EQ(fx.value(kProgram), 4 / 7.0);
+
+  // Ardour selects a preset through the controller and then sends the same
+  // program to the processor; it learns the five values only from there.
+  ASSERT_EQ(fx.controller->table->setParamNormalized(fx.controller, kProgram, 6 / 7.0), kOk);
+  Changes echo;
+  echo.add(kProgram, 0, 6 / 7.0);
   outputs.clear();
-  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 64, &changes, &outputs), kOk);
-  EXPECT_EQ(outputs.count, 0) << "the same program again tells nothing";
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 64, &echo, &outputs), kOk);
+  const FactoryProgram& q = kFactoryPrograms[6];
+  const double echoed[] = {1.0, q.decay, q.damp, q.output, q.mix};
+  for (ParamId i = 0; i < 5; ++i) {
+    double v = -1.0;
+    ASSERT_TRUE(outputs.last(i, v)) << i;
+    EXPECT_EQ(v, static_cast<double>(static_cast<float>(echoed[i]))) << i;
+  }
+  outputs.clear();
+  ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 64, nullptr, &outputs), kOk);
+  EXPECT_EQ(outputs.count, 0) << "no program change, nothing told";
 }
 
 TEST(Vst3Plugin, AMonoInputFeedsBothChannelsAndBuffersMayBeShared) {
