@@ -273,9 +273,9 @@ class Reverb {
   }
 
   Result process(ProcessData* d) {
-    if (Trace::get().on()) traceProcess(d, "process");
+    if (Trace::enabled()) traceProcess(d, "process");
     const Result r = processBlock(d);
-    if (Trace::get().on()) traceProcess(d, "processed");
+    if (Trace::enabled()) traceProcess(d, "processed");
     return r;
   }
 

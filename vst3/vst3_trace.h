@@ -1,7 +1,8 @@
-// A log of what a host calls, for learning how hosts drive the plug-in:
-// KORRO_VST3_TRACE=FILE appends one line per call (thread, instance, face,
-// call, arguments). Off unless the variable is set; then every call costs
-// one test of a flag read once at load.
+// A log of what a host calls, for learning how hosts drive the plug-in. Only
+// in a build configured with -DKORRO_VST3_TRACE=ON, never in what ships:
+// there KORRO_VST3_TRACE=FILE in the host's environment appends one line per
+// call (thread, instance, face, call, arguments). Otherwise every trace is
+// dead code the compiler drops.
 #pragma once
 
 #include <algorithm>
@@ -21,8 +22,15 @@
 
 namespace korro::vst3 {
 
+#if defined(KORRO_VST3_TRACING)
+inline constexpr bool kTraceBuilt = true;
+#else
+inline constexpr bool kTraceBuilt = false;
+#endif
+
 class Trace {
  public:
+  static bool enabled() { return kTraceBuilt && get().on(); }
   static Trace& get() {
     static Trace trace;
     return trace;
@@ -83,6 +91,7 @@ class Trace {
 
  private:
   Trace() {
+    if (!kTraceBuilt) return;
     if (const char* path = std::getenv("KORRO_VST3_TRACE"); path && *path) file_ = std::fopen(path, "a");
   }
   ~Trace() {
@@ -104,5 +113,5 @@ class Trace {
 // KORRO_VST3_TRACE(instance, "face", "call format", args...)
 #define KORRO_VST3_TRACE(instance, face, ...)                                                  \
   do {                                                                                         \
-    if (::korro::vst3::Trace::get().on()) ::korro::vst3::Trace::get().line(instance, face, __VA_ARGS__); \
+    if (::korro::vst3::Trace::enabled()) ::korro::vst3::Trace::get().line(instance, face, __VA_ARGS__); \
   } while (0)
