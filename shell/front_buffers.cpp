@@ -7,6 +7,9 @@ namespace korro {
 
 bool FrontBuffers::prepare(std::int32_t maxFrames) {
   const auto n = static_cast<std::size_t>(std::max(maxFrames, 1));
+  // Some hosts switch a plug-in off and on from their audio thread: the same
+  // size again allocates nothing.
+  if (n == silence_.size()) return true;
   try {
     std::vector<float> silence(n, 0.0f), left(n, 0.0f), right(n, 0.0f);
     silence_.swap(silence);

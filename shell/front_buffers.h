@@ -12,8 +12,8 @@ namespace korro {
 
 class FrontBuffers {
  public:
-  // Sizes the stand-ins (allocates: never on the audio thread). False when
-  // out of memory, with nothing changed.
+  // Sizes the stand-ins: allocates unless the size is the one they have.
+  // False when out of memory, with nothing changed.
   bool prepare(std::int32_t maxFrames);
   std::int32_t maxFrames() const { return maxFrames_; }
 

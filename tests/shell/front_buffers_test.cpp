@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "shell/front_buffers.h"
+#include "support/alloc_counter.h"
 
 namespace korro {
 namespace {
@@ -107,6 +108,15 @@ TEST(FrontBuffers, AnEmptyOrUnpreparedRunCallsNothing) {
   FrontBuffers one;
   ASSERT_TRUE(one.prepare(0));
   EXPECT_EQ(one.maxFrames(), 1);
+}
+
+TEST_F(FrontBuffersTest, PreparingTheSameSizeAgainAllocatesNothing) {
+  test::AllocationWatch watch;
+  ASSERT_TRUE(buffers.prepare(64));
+  EXPECT_EQ(watch.count(), 0);
+  ASSERT_TRUE(buffers.prepare(65));
+  EXPECT_GT(watch.count(), 0);
+  EXPECT_EQ(buffers.maxFrames(), 65);
 }
 
 }  // namespace
