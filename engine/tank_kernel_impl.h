@@ -162,7 +162,7 @@ class Network {
     const int at = (position + i) & (Size - 1);
     if (at <= Size - W) [[likely]]
       return V::load(ring + at);
-    alignas(32) float wrapped[W];
+    float wrapped[W];  // V::load takes any alignment
     for (int l = 0; l < W; ++l) wrapped[l] = ring[(at + l) & (Size - 1)];
     return V::load(wrapped);
   }
