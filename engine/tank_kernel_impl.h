@@ -404,7 +404,8 @@ class Network {
     x[1] = condition(r, 1, feed_ ? o + inR[i] : o);
     double F[2][kSpringLines];
     for (int c = 0; c < 2; ++c)
-      for (int k = 0; k < kSpringLines; ++k) F[c][k] = entry<kDelayRingSize>(p_[c][k].forwardRing, p_[c][k].delayRead, i);
+      for (int k = 0; k < kSpringLines; ++k)
+        F[c][k] = entry<kDelayRingSize>(p_[c][k].forwardRing, p_[c][k].delayRead, i);
     for (int c = 0; c < 2; ++c) follow(r, c, absScalar(F[c][0] + F[c][1] + F[c][2]));
     for (int c = 0; c < 2; ++c) lastGain_[c] = static_cast<float>(feedbackGainScalar(r.envelope[c], c_.decayGain));
     for (int c = 0; c < 2; ++c) {

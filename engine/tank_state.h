@@ -13,9 +13,9 @@ namespace korro {
 inline constexpr int kTankPositions = 16384;
 inline constexpr int kTankPositionMask = kTankPositions - 1;
 // Delays are at most 1,681 samples and all-passes 202. The all-pass rings are
-// the smallest that hold their lines: in a session of many instances every
-// entry a block touches has to come back from far out in the cache hierarchy,
-// and at 256 entries a block touches a quarter of what it did at 1,024.
+// the smallest that hold their lines: in a session of many instances what a
+// block touches comes back from far out in the cache hierarchy, and at 1,024
+// entries a block wrote 512 that had lain untouched for two blocks.
 inline constexpr int kDelayRingSize = 2048;
 inline constexpr int kDelayRingMask = kDelayRingSize - 1;
 inline constexpr int kAllpassRingSize = 256;
