@@ -1,6 +1,7 @@
 // The spring tank alone: the plain network and every instruction set of the
 // vectorised one, at the engine rates of a 44.1 kHz and a 96 kHz
-// host, fed the frames of host blocks of 64 and 512.
+// host, fed the frames of host blocks of 64 and 512; and tanks alone in a
+// session, taking 512-frame blocks in turn.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -67,5 +68,45 @@ void tankArguments(benchmark::internal::Benchmark* b) {
 }
 
 BENCHMARK(tank)->Apply(tankArguments);
+
+// Arguments: network, tanks. What the rings cost when many tanks take turns,
+// without the stages around them; small enough to run under a cache simulator.
+void tankSession(benchmark::State& state) {
+  const auto network = static_cast<Network>(state.range(0));
+  const int count = static_cast<int>(state.range(1));
+  constexpr int frames = 512;
+  constexpr SpringTank::Isa forms[] = {SpringTank::Isa::Plain, SpringTank::Isa::Sse2, SpringTank::Isa::Avx2};
+  struct Instance {
+    Instance() : memory(std::make_unique<korro::DelayMemory>()), tank(*memory), in(2 * frames), out(2 * frames) {}
+    std::unique_ptr<korro::DelayMemory> memory;
+    SpringTank tank;
+    std::vector<float> in, out;
+  };
+  std::vector<std::unique_ptr<Instance>> tanks;
+  std::mt19937 rng(1);
+  std::uniform_real_distribution<float> u(-0.5f, 0.5f);
+  for (int i = 0; i < count; ++i) {
+    auto& t = *tanks.emplace_back(std::make_unique<Instance>());
+    t.memory->clearAll();
+    if (!t.tank.useIsa(forms[network])) {
+      state.SkipWithError("the network is not available on this processor");
+      return;
+    }
+    t.tank.resetForResume();
+    for (float& x : t.in) x = u(rng);
+  }
+  for (auto _ : state) {
+    for (auto& t : tanks) {
+      const float* in[2] = {t->in.data(), t->in.data() + frames};
+      float* out[2] = {t->out.data(), t->out.data() + frames};
+      t->tank.update(0.6f, 0.3f, 44100.0);
+      t->tank.process(in, out, frames, true);
+    }
+    benchmark::ClobberMemory();
+  }
+  const double processed = static_cast<double>(state.iterations()) * count * frames;
+  state.counters["time_per_frame"] = benchmark::Counter(processed, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(tankSession)->ArgNames({"net", "n"})->ArgsProduct({{kAvx2, kPlain}, {1, 8, 16, 32, 64, 128}});
 
 }  // namespace

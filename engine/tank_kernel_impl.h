@@ -63,13 +63,18 @@ struct Coeffs {
   double g, decayGain, dampCoeff, preLowpassCoeff, dcBlockCoeff, dcBlockGain, toneCoeff, toneMix, attack, release;
 };
 
-// Positions of one spring line's reads, relative to the start of a stretch.
+// One spring line's rings with the read positions at the start of a stretch,
+// and its write pointers, contiguous through the stretch.
 struct LinePointers {
-  const float* forwardRead;
-  const float* returnRead;
-  const float* allpass1Read;
-  const float* allpass2Read;
-  const float* allpass3Read;
+  const float* forwardRing;
+  const float* returnRing;
+  const float* allpass1Ring;
+  const float* allpass2Ring;
+  const float* allpass3Ring;
+  int delayRead;
+  int allpass1Read;
+  int allpass2Read;
+  int allpass3Read;
   float* forwardWrite;
   float* returnWrite;
   float* allpass1Write;
@@ -118,18 +123,13 @@ class Network {
   void run(const float* const in[2], float* const out[2], int frames) {
     int done = 0;
     while (done < frames) {
-      // A stretch in which no ring's position wraps, so every line is contiguous.
-      int length = frames - done;
+      // A stretch in which the write position does not wrap, so every write
+      // is contiguous; reads find their entries by position, each group of
+      // W frames gathered where it runs over a ring's end. All rings share
+      // the write position, and a delay ring wraps only where an all-pass
+      // ring does.
       const int w = s_.writePos;
-      length = limit(length, w, kAllpassRingSize);  // a delay ring wraps only where an all-pass ring does
-      for (int c = 0; c < 2; ++c) {
-        for (const SpringLine& l : s_.channels[c].lines) {
-          length = limit(length, l.delayRead, kDelayRingSize);
-          length = limit(length, l.allpass1Read, kAllpassRingSize);
-          length = limit(length, l.allpass2Read, kAllpassRingSize);
-          length = limit(length, l.allpass3Read, kAllpassRingSize);
-        }
-      }
+      const int length = limit(frames - done, w, kAllpassRingSize);
       point(w);
       const float* inL = in[0] + done;
       const float* inR = in[1] + done;
@@ -150,6 +150,23 @@ class Network {
   }
 
  private:
+  // The entry of a ring of Size entries at stretch position i.
+  template <int Size>
+  static float entry(const float* ring, int position, int i) {
+    return ring[(position + i) & (Size - 1)];
+  }
+
+  // W entries from stretch position i on.
+  template <int Size>
+  static D entries(const float* ring, int position, int i) {
+    const int at = (position + i) & (Size - 1);
+    if (at <= Size - W) [[likely]]
+      return V::load(ring + at);
+    float wrapped[W];  // V::load takes any alignment
+    for (int l = 0; l < W; ++l) wrapped[l] = ring[(at + l) & (Size - 1)];
+    return V::load(wrapped);
+  }
+
   static int limit(int length, int position, int ringSize) {
     const int room = ringSize - (position & (ringSize - 1));
     return room < length ? room : length;
@@ -163,12 +180,15 @@ class Network {
       for (int k = 0; k < kSpringLines; ++k) {
         const SpringLine& l = s_.channels[c].lines[k];
         LinePointers& p = p_[c][k];
-        const int d = l.delayRead & kDelayRingMask;
-        p.forwardRead = m.forwardDelay[k] + d;
-        p.returnRead = m.returnDelay[k] + d;
-        p.allpass1Read = m.allpass1[k] + (l.allpass1Read & kAllpassRingMask);
-        p.allpass2Read = m.allpass2[k] + (l.allpass2Read & kAllpassRingMask);
-        p.allpass3Read = m.allpass3[k] + (l.allpass3Read & kAllpassRingMask);
+        p.forwardRing = m.forwardDelay[k];
+        p.returnRing = m.returnDelay[k];
+        p.allpass1Ring = m.allpass1[k];
+        p.allpass2Ring = m.allpass2[k];
+        p.allpass3Ring = m.allpass3[k];
+        p.delayRead = l.delayRead;
+        p.allpass1Read = l.allpass1Read;
+        p.allpass2Read = l.allpass2Read;
+        p.allpass3Read = l.allpass3Read;
         p.forwardWrite = m.forwardDelay[k] + wd;
         p.returnWrite = m.returnDelay[k] + wd;
         p.allpass1Write = m.allpass1[k] + wa;
@@ -247,7 +267,10 @@ class Network {
       const int j = len - 1;
       for (int c = 0; c < 2; ++c) {
         lastGain_[c] = static_cast<float>(G_[c][j]);
-        for (int k = 0; k < kSpringLines; ++k) lastReturn_[c][k] = p_[c][k].returnRead[i0 + j];
+        for (int k = 0; k < kSpringLines; ++k) {
+          const LinePointers& p = p_[c][k];
+          lastReturn_[c][k] = entry<kDelayRingSize>(p.returnRing, p.delayRead, i0 + j);
+        }
       }
     }
   }
@@ -270,12 +293,14 @@ class Network {
     const __m128d dampCoeff = _mm_set1_pd(c_.dampCoeff);
     const __m128d magnitude = _mm_castsi128_pd(_mm_set1_epi64x(0x7fffffffffffffffLL));
     // Intrinsic stores may alias anything, so pointers are held in locals.
-    const float* fL0 = p_[0][0].forwardRead + i0;
-    const float* fL1 = p_[0][1].forwardRead + i0;
-    const float* fL2 = p_[0][2].forwardRead + i0;
-    const float* fR0 = p_[1][0].forwardRead + i0;
-    const float* fR1 = p_[1][1].forwardRead + i0;
-    const float* fR2 = p_[1][2].forwardRead + i0;
+    const float* fL0 = p_[0][0].forwardRing;
+    const float* fL1 = p_[0][1].forwardRing;
+    const float* fL2 = p_[0][2].forwardRing;
+    const float* fR0 = p_[1][0].forwardRing;
+    const float* fR1 = p_[1][1].forwardRing;
+    const float* fR2 = p_[1][2].forwardRing;
+    const int dL0 = p_[0][0].delayRead + i0, dL1 = p_[0][1].delayRead + i0, dL2 = p_[0][2].delayRead + i0;
+    const int dR0 = p_[1][0].delayRead + i0, dR1 = p_[1][1].delayRead + i0, dR2 = p_[1][2].delayRead + i0;
     const bool feed = feed_;
     for (int j = j0; j < j0 + W; ++j) {
       const double o = nextOffset(r);
@@ -289,9 +314,12 @@ class Network {
       tone = roundPair(_mm_add_pd(_mm_mul_pd(_mm_sub_pd(tone, x), toneCoeff), x));
       _mm_store_pd(x_[j], _mm_add_pd(tone, _mm_mul_pd(_mm_sub_pd(x, tone), toneMix)));
 
-      const __m128d F0 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL0 + j), _mm_load_ss(fR0 + j)));
-      const __m128d F1 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL1 + j), _mm_load_ss(fR1 + j)));
-      const __m128d F2 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL2 + j), _mm_load_ss(fR2 + j)));
+      const __m128d F0 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL0 + ((dL0 + j) & kDelayRingMask)),
+                                                      _mm_load_ss(fR0 + ((dR0 + j) & kDelayRingMask))));
+      const __m128d F1 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL1 + ((dL1 + j) & kDelayRingMask)),
+                                                      _mm_load_ss(fR1 + ((dR1 + j) & kDelayRingMask))));
+      const __m128d F2 = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(fL2 + ((dL2 + j) & kDelayRingMask)),
+                                                      _mm_load_ss(fR2 + ((dR2 + j) & kDelayRingMask))));
       const __m128d e = _mm_and_pd(_mm_add_pd(_mm_add_pd(F0, F1), F2), magnitude);
       const __m128d rising = _mm_cmpgt_pd(e, env);
       const __m128d coeff = _mm_or_pd(_mm_and_pd(rising, attack), _mm_andnot_pd(rising, release));
@@ -338,19 +366,19 @@ class Network {
 #pragma GCC unroll 3
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers p = p_[c][k];
-        D v = V::load(p.allpass1Read + i);
+        D v = entries<kAllpassRingSize>(p.allpass1Ring, p.allpass1Read, i);
         D u = V::sub(V::mul(g, v), damp[c][k]);
         V::store(p.allpass1Write + i, u);
         const D tap = V::round(V::sub(v, V::mul(g, u)));
         taps[k] = tap;
 
-        v = V::load(p.allpass2Read + i);
+        v = entries<kAllpassRingSize>(p.allpass2Ring, p.allpass2Read, i);
         u = V::add(V::mul(g, v), tap);
         V::store(p.allpass2Write + i, u);
         V::store(p.returnWrite + i, V::sub(v, V::mul(g, u)));
 
-        v = V::load(p.allpass3Read + i);
-        u = V::add(V::mul(g, v), V::load(p.returnRead + i));
+        v = entries<kAllpassRingSize>(p.allpass3Ring, p.allpass3Read, i);
+        u = V::add(V::mul(g, v), entries<kDelayRingSize>(p.returnRing, p.delayRead, i));
         V::store(p.allpass3Write + i, u);
         const D z = V::sub(v, V::mul(g, u));
         V::store(p.forwardWrite + i, V::add(V::mul(z, G), x[c]));
@@ -376,13 +404,14 @@ class Network {
     x[1] = condition(r, 1, feed_ ? o + inR[i] : o);
     double F[2][kSpringLines];
     for (int c = 0; c < 2; ++c)
-      for (int k = 0; k < kSpringLines; ++k) F[c][k] = p_[c][k].forwardRead[i];
+      for (int k = 0; k < kSpringLines; ++k)
+        F[c][k] = entry<kDelayRingSize>(p_[c][k].forwardRing, p_[c][k].delayRead, i);
     for (int c = 0; c < 2; ++c) follow(r, c, absScalar(F[c][0] + F[c][1] + F[c][2]));
     for (int c = 0; c < 2; ++c) lastGain_[c] = static_cast<float>(feedbackGainScalar(r.envelope[c], c_.decayGain));
     for (int c = 0; c < 2; ++c) {
       for (int k = 0; k < kSpringLines; ++k) {
         dampen(r, 2 * k + c, F[c][k], -o);
-        lastReturn_[c][k] = p_[c][k].returnRead[i];
+        lastReturn_[c][k] = entry<kDelayRingSize>(p_[c][k].returnRing, p_[c][k].delayRead, i);
       }
     }
     const double g = c_.g;
@@ -390,17 +419,17 @@ class Network {
       const double G = lastGain_[c];
       for (int k = 0; k < kSpringLines; ++k) {
         const LinePointers& p = p_[c][k];
-        double v = p.allpass1Read[i];
+        double v = entry<kAllpassRingSize>(p.allpass1Ring, p.allpass1Read, i);
         double u = g * v - r.damp[2 * k + c];
         p.allpass1Write[i] = static_cast<float>(u);
         lastTap_[c][k] = static_cast<float>(v - g * u);
 
-        v = p.allpass2Read[i];
+        v = entry<kAllpassRingSize>(p.allpass2Ring, p.allpass2Read, i);
         u = g * v + lastTap_[c][k];
         p.allpass2Write[i] = static_cast<float>(u);
         p.returnWrite[i] = static_cast<float>(v - g * u);
 
-        v = p.allpass3Read[i];
+        v = entry<kAllpassRingSize>(p.allpass3Ring, p.allpass3Read, i);
         u = g * v + lastReturn_[c][k];
         p.allpass3Write[i] = static_cast<float>(u);
         const double z = v - g * u;

@@ -12,13 +12,13 @@ namespace korro {
 // a position always lands on the same entry.
 inline constexpr int kTankPositions = 16384;
 inline constexpr int kTankPositionMask = kTankPositions - 1;
-// Delays are at most 1,681 samples and all-passes 202. The vectorised network
-// breaks its runs wherever a ring wraps, so the all-pass rings are larger than
-// their lines need: at 256 entries they wrapped so often that the tank cost a
-// third more.
+// Delays are at most 1,681 samples and all-passes 202. The all-pass rings are
+// the smallest that hold their lines: in a session of many instances what a
+// block touches comes back from far out in the cache hierarchy, and at 1,024
+// entries a block wrote 512 that had lain untouched for two blocks.
 inline constexpr int kDelayRingSize = 2048;
 inline constexpr int kDelayRingMask = kDelayRingSize - 1;
-inline constexpr int kAllpassRingSize = 1024;
+inline constexpr int kAllpassRingSize = 256;
 inline constexpr int kAllpassRingMask = kAllpassRingSize - 1;
 inline constexpr int kSpringLines = 3;
 

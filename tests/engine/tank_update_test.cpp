@@ -32,6 +32,20 @@ void expectDocumentedLengths(const SpringTank& tank, const char* where) {
   }
 }
 
+// A ring shorter than its line would hand back what was written less than a
+// line ago, and the plain and vectorised forms would agree on the wrong answer.
+TEST(TankUpdate, EveryRingHoldsItsWholeLine) {
+  for (int c = 0; c < 2; ++c) {
+    for (int n = 0; n < kSpringLines; ++n) {
+      const Lengths& l = kLengths[c][n];
+      EXPECT_LE(l.delay, kDelayRingSize) << c << " " << n;
+      EXPECT_LE(l.allpass1, kAllpassRingSize) << c << " " << n;
+      EXPECT_LE(l.allpass2, kAllpassRingSize) << c << " " << n;
+      EXPECT_LE(l.allpass3, kAllpassRingSize) << c << " " << n;
+    }
+  }
+}
+
 TEST(TankUpdate, RateDependentCoefficientsAtTheTwoCommonEngineRates) {
   struct Case {
     double rate;
