@@ -341,13 +341,12 @@ TEST(Vst3Plugin, FiveParametersAndTheProgramList) {
   EXPECT_NE(e->table->getParameterInfo(e, -1, &none), kOk);
   EXPECT_NE(e->table->getParameterInfo(e, 0, nullptr), kOk);
 
-  // Texts and their inverse, the CLAP front's.
+  // Texts and their inverse, as the shared table gives them (checked in full by ParameterText).
   const struct {
     ParamId id;
     double value;
     const char* text;
-  } texts[] = {{0, 1.0, "on"}, {0, 0.0, "off"}, {1, 0.5, "50%"}, {2, 1.0, "100%"},
-               {3, 0.5, "0.00dB"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}, {4, 0.0, "0%"}};
+  } texts[] = {{0, 0.0, "off"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}};
   for (const auto& t : texts) {
     char16 out[128];
     std::fill(std::begin(out), std::end(out), u'#');
