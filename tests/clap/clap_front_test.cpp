@@ -132,25 +132,14 @@ TEST(ClapPlugin, RendersLikeTheVstModuleAtEveryBlockLength) {
 }
 
 TEST(ClapPlugin, ChangesInsideABlockSplitItAtTheirTime) {
-  std::mt19937 rng(3);
-  std::vector<Block> script;
-  for (int b = 0; b < 60; ++b) {
-    Block block{512, {}};
-    std::uniform_int_distribution<std::int32_t> at(0, 511);
-    std::vector<std::int32_t> times = {at(rng), at(rng), at(rng)};
-    std::sort(times.begin(), times.end());
-    for (std::int32_t t : times)
-      block.points.push_back({t, static_cast<Id>(rng() % 5), std::uniform_real_distribution<double>(0, 1)(rng)});
-    if (b % 10 == 4) block.points.push_back({511, 1, 0.95});  // the block's last frame
-    if (b % 10 == 7) block.points.push_back({9999, 2, 0.3});  // past its end: after the last frame
-    script.push_back(block);
-  }
+  // Without the events of no parameter: this front splits the block there too.
+  std::vector<Block> script = oddOffsetBlocks();
+  for (Block& b : script) std::erase_if(b.points, [](const Point& p) { return p.id >= 5; });
   for (float rate : {44100.0f, 96000.0f}) {
     SCOPED_TRACE(rate);
     StereoBuffer in = testInput(totalFrames(script), 9);
-    const StereoBuffer vst = renderVst(rate, 512, script, in);
     const StereoBuffer clapOut = renderClap(rate, 512, script, in);
-    EXPECT_EQ(firstDifference(vst, clapOut), totalFrames(script));
+    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in), clapOut), totalFrames(script));
   }
 }
 
@@ -300,10 +289,8 @@ TEST(ClapPlugin, FactoryProgramsAreDiscoveredAndLoadedByTheirNumber) {
   };
   ASSERT_TRUE(provider->getMetadata(provider, clap::kLocationPlugin, nullptr, &r));
   provider->destroy(provider);
-  const char* names[] = {"Basic Spring",      "Short Spring",        "Typical Spring",          "Long spring",
-                         "FenderTwin Reverb", "Vocal insert medium", "Singing in the bathroom", "Lo-Fi Drums"};
   ASSERT_EQ(found.presets.size(), 8u);
-  for (int k = 0; k < 8; ++k) EXPECT_EQ(found.presets[k].first, names[k]);
+  for (int k = 0; k < 8; ++k) EXPECT_EQ(found.presets[k].first, kProgramNames[k]);
   EXPECT_EQ(found.ids, std::vector<std::string>(8, "clap:org.example.korro-tarrow.tarrow"));
   EXPECT_EQ(found.flags, std::vector<std::uint32_t>(8, clap::kPresetIsFactoryContent));
 
@@ -313,8 +300,8 @@ TEST(ClapPlugin, FactoryProgramsAreDiscoveredAndLoadedByTheirNumber) {
   const auto* load = fx.ext<clap::PluginPresetLoad>(clap::kPresetLoadId);
   for (int k = 0; k < 8; ++k) {
     ASSERT_TRUE(load->fromLocation(fx.plugin(), clap::kLocationPlugin, nullptr, found.presets[k].second.c_str()));
-    EXPECT_EQ(fx.value(1), static_cast<double>(kFactoryPrograms[k].decay)) << names[k];
-    EXPECT_EQ(fx.value(2), static_cast<double>(kFactoryPrograms[k].damp)) << names[k];
+    EXPECT_EQ(fx.value(1), static_cast<double>(kFactoryPrograms[k].decay)) << kProgramNames[k];
+    EXPECT_EQ(fx.value(2), static_cast<double>(kFactoryPrograms[k].damp)) << kProgramNames[k];
   }
   EXPECT_EQ(host.presetsLoaded.size(), 8u);
   EXPECT_FALSE(load->fromLocation(fx.plugin(), clap::kLocationPlugin, nullptr, "8"));

@@ -16,6 +16,11 @@
 
 namespace korro::test {
 
+// The factory programs' names, as a host lists them.
+inline const char* const kProgramNames[] = {"Basic Spring",      "Short Spring",        "Typical Spring",
+                                            "Long spring",       "FenderTwin Reverb",   "Vocal insert medium",
+                                            "Singing in the bathroom", "Lo-Fi Drums"};
+
 // Noise with silent stretches, the right channel at half level.
 inline StereoBuffer testInput(int frames, unsigned seed = 5) {
   StereoBuffer in(frames);
@@ -59,6 +64,25 @@ inline std::vector<Block> evenBlocks(std::int32_t length, int frames) {
     Block block{std::min(length, frames - pos), {}};
     if (b % 7 == 3) block.points.push_back(changes[(b / 7) % 6]);
     script.push_back(block);
+  }
+  return script;
+}
+
+// Blocks of 512, four changes each at random offsets (queues of different
+// parameters interleave); now and then one at the last frame, one past the
+// end and one of no parameter. In time order, as hosts send them.
+inline std::vector<Block> oddOffsetBlocks() {
+  std::mt19937 rng(3);
+  std::uniform_int_distribution<std::int32_t> at(0, 511);
+  std::uniform_real_distribution<double> value(0, 1);
+  std::vector<Block> script(60, Block{512, {}});
+  for (std::size_t b = 0; b < script.size(); ++b) {
+    std::vector<Point>& points = script[b].points;
+    for (int k = 0; k < 4; ++k) points.push_back({at(rng), static_cast<std::uint32_t>(rng() % 5), value(rng)});
+    if (b % 10 == 4) points.push_back({511, 1, 0.95});
+    if (b % 10 == 7) points.push_back({9999, 2, 0.3});
+    if (b % 10 == 8) points.push_back({100, 77, 0.3});
+    std::stable_sort(points.begin(), points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
   }
   return script;
 }

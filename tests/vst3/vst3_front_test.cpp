@@ -32,9 +32,6 @@ const Module& builtVst3() {
 }
 
 constexpr ParamId kProgram = 1000;
-const char* const kProgramNames[] = {"Basic Spring",      "Short Spring",        "Typical Spring",
-                                     "Long spring",       "FenderTwin Reverb",   "Vocal insert medium",
-                                     "Singing in the bathroom", "Lo-Fi Drums"};
 
 std::string ascii(const char16* text) {
   std::string s;
@@ -442,25 +439,12 @@ TEST(Vst3Plugin, RendersLikeTheVstModuleAtEveryBlockLength) {
 }
 
 TEST(Vst3Plugin, ChangesInsideABlockSplitItAtTheirOffsets) {
-  std::mt19937 rng(3);
-  std::vector<Block> script;
-  for (int b = 0; b < 60; ++b) {
-    Block block{512, {}};
-    std::uniform_int_distribution<std::int32_t> at(0, 511);
-    // Queues of different parameters interleave; each queue's points come in order.
-    for (int k = 0; k < 4; ++k)
-      block.points.push_back({at(rng), static_cast<ParamId>(rng() % 5), std::uniform_real_distribution<double>(0, 1)(rng)});
-    std::sort(block.points.begin(), block.points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
-    if (b % 10 == 4) block.points.push_back({511, 1, 0.95});  // the block's last frame
-    if (b % 10 == 7) block.points.push_back({9999, 2, 0.3});  // past its end: after the last frame
-    if (b % 10 == 8) block.points.push_back({100, 77, 0.3});  // no such parameter
-    script.push_back(block);
-  }
+  const std::vector<Block> script = oddOffsetBlocks();
   for (float rate : {44100.0f, 96000.0f}) {
     SCOPED_TRACE(rate);
     StereoBuffer in = testInput(totalFrames(script), 9);
-    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in, false, kProgram), renderVst3(rate, 512, script, in)),
-              totalFrames(script));
+    const StereoBuffer vst3 = renderVst3(rate, 512, script, in);
+    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in, false, kProgram), vst3), totalFrames(script));
   }
 }
 
