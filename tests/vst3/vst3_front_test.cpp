@@ -281,16 +281,11 @@ TEST(Vst3Plugin, OneStereoOutputFedByAStereoOrMonoInput) {
   EXPECT_EQ(arrange({kSpeakerMono}, {kSpeakerStereo}), kTrue);
   EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
   // Refused, and the mono input stays.
-  const std::uint64_t kSurround51 = 0x3F, kLeftOnly = 0x1;
-  for (auto [in, out] : {std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSpeakerMono}},
-                         std::pair{std::vector<std::uint64_t>{kSurround51}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kLeftOnly}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSurround51}},
-                         std::pair{std::vector<std::uint64_t>{}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo},
-                                   std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo},
-                                   std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo}}}) {
+  using Arrangements = std::vector<std::uint64_t>;
+  const Arrangements stereo{kSpeakerStereo}, mono{kSpeakerMono}, surround{0x3F}, leftOnly{0x1}, none{},
+      twoBuses{kSpeakerStereo, kSpeakerStereo};
+  for (const auto& [in, out] : {std::pair{stereo, mono}, {surround, stereo}, {leftOnly, stereo}, {stereo, surround},
+                                {none, stereo}, {twoBuses, stereo}, {stereo, twoBuses}}) {
     EXPECT_NE(arrange(in, out), kTrue);
     EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
   }
