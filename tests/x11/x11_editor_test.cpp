@@ -74,7 +74,8 @@ namespace {
 
 // Also when the host's window is 32 bits deep (or at least not of the default visual).
 TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDrawsOnAParentOfAnyVisual) {
-  EXPECT_EQ(differsFromSoftwareRendering(host_.capture(host_.child()), 1.0f, "x11-editor.png"), 0) << "see x11-editor.png";
+  EXPECT_EQ(differsFromSoftwareRendering(host_.capture(host_.child()), 1.0f, "x11-editor.png"), 0)
+      << "see x11-editor.png";
   fx().dispatch(effEditClose);
   XVisualInfo visual{};
   const int screen = DefaultScreen(host_.display);
@@ -92,7 +93,8 @@ TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDrawsOnAParentOfAnyVisual)
   ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, deep.handle()), 1);
   idle(5);
   ASSERT_NE(deep.child(), 0u) << "the editor made no window on the host's";
-  EXPECT_EQ(differsFromSoftwareRendering(deep.capture(deep.child()), 1.0f, "x11-editor-deep-parent.png"), 0) << "see x11-editor-deep-parent.png";
+  EXPECT_EQ(differsFromSoftwareRendering(deep.capture(deep.child()), 1.0f, "x11-editor-deep-parent.png"), 0)
+      << "see x11-editor-deep-parent.png";
   fx().dispatch(effEditClose);
 }
 

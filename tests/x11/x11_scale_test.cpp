@@ -55,7 +55,10 @@ class X11ScaledEditor : public ModuleTest {
     idle(5);
     ASSERT_NE(host_.child(), 0u);
   }
-  std::vector<std::uint8_t> screen() { return host_.capture(host_.child(), 0, 0, kWide, kHigh); }
+  // Pixels of the editor on screen that differ from its drawing in memory at 2; `png` keeps the screen.
+  int differsFromDrawing(const char* png) {
+    return differsFromSoftwareRendering(host_.capture(host_.child(), 0, 0, kWide, kHigh), 2.0f, png);
+  }
 
   HostWindow host_{nullptr, kWide, kHigh};
   Pointer pointer_;
@@ -64,7 +67,7 @@ class X11ScaledEditor : public ModuleTest {
 TEST_F(X11ScaledEditor, AtTwoTheWindowIs600By392AndDragsClicksAndTypingLandRight) {
   openAtTwo();
   EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), 2.0f, "x11-editor-scale2.png"), 0) << "see x11-editor-scale2.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-scale2.png"), 0) << "see x11-editor-scale2.png";
 
   // 100 screen pixels up from Decay's middle: a quarter of the range.
   const auto [kx, ky] = middle(layout::knobBox(layout::kDecayKnob, true));
@@ -104,7 +107,7 @@ TEST_F(X11ScaledEditor, TheCallWhileOpenResizesTheWindowAndAsksTheHost) {
     if (r.opcode != audioMasterSizeWindow) continue;
     EXPECT_EQ((std::pair<int, int>{r.index, static_cast<int>(r.value)}), (std::pair<int, int>{kWide, kHigh}));
   }
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), 2.0f, "x11-editor-rescaled.png"), 0) << "see x11-editor-rescaled.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-rescaled.png"), 0) << "see x11-editor-rescaled.png";
 }
 
 // The desktop says 192 dots per inch, the host nothing.
@@ -149,7 +152,7 @@ TEST_F(X11ScaledEditor, AWindowPassingOverTheReadoutLeavesItShownAfterTheNextIdl
   XSync(other, False);
   pause(50);
   idle(1);
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), 2.0f, "x11-editor-uncovered.png"), 0) << "see x11-editor-uncovered.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-uncovered.png"), 0) << "see x11-editor-uncovered.png";
   XDestroyWindow(other, menu);
   XCloseDisplay(other);
 }
