@@ -14,7 +14,7 @@ const clap::HostTail kTail = {[](const clap::Host* h) { ++hostOf(h)->tailChanged
 const clap::HostParams kParams = {
     [](const clap::Host* h, std::uint32_t) { ++hostOf(h)->rescans; },
     [](const clap::Host*, clap::Id, std::uint32_t) {},
-    [](const clap::Host* h) { ++hostOf(h)->flushRequests; },
+    [](const clap::Host*) {},
 };
 const clap::HostTimerSupport kTimers = {
     [](const clap::Host* h, std::uint32_t, clap::Id* id) {
@@ -81,7 +81,7 @@ ClapHost::ClapHost() {
     if (!self->offerExtensions) return nullptr;
     if (!std::strcmp(id, clap::kTailId)) return &kTail;
     if (!std::strcmp(id, clap::kParamsId)) return &kParams;
-    if (!std::strcmp(id, clap::kTimerSupportId)) return self->offerTimers ? &kTimers : nullptr;
+    if (!std::strcmp(id, clap::kTimerSupportId)) return &kTimers;
     if (!std::strcmp(id, clap::kPresetLoadId)) return &kPresetLoad;
     return nullptr;
   };
@@ -113,7 +113,7 @@ bool ClapInstance::activate(double rate, std::uint32_t maxFrames) {
 }
 
 std::int32_t ClapInstance::process(float* const in[2], float* const out[2], std::uint32_t frames,
-                                   const std::vector<Change>& changes, std::vector<clap::EventHeader*>* sent) {
+                                   const std::vector<Change>& changes) {
   EventList list;
   for (const Change& c : changes) {
     clap::ParamValueEvent e{};
@@ -124,23 +124,10 @@ std::int32_t ClapInstance::process(float* const in[2], float* const out[2], std:
     e.value = c.value;
     list.events.push_back(e);
   }
-  struct Out {
-    clap::OutputEvents table{};
-    std::vector<clap::EventHeader*>* sent;
-  } outEvents;
-  outEvents.sent = sent;
-  outEvents.table.ctx = &outEvents;
-  outEvents.table.tryPush = [](const clap::OutputEvents* l, const clap::EventHeader* h) {
-    auto* self = static_cast<Out*>(l->ctx);
-    if (!self->sent) return true;
-    auto* copy = static_cast<clap::EventHeader*>(::operator new(h->size));
-    std::memcpy(copy, h, h->size);
-    self->sent->push_back(copy);
-    return true;
-  };
+  clap::OutputEvents sink{nullptr, [](const clap::OutputEvents*, const clap::EventHeader*) { return true; }};
   clap::AudioBuffer input{const_cast<float**>(in), nullptr, 2, 0, 0};
   clap::AudioBuffer output{const_cast<float**>(out), nullptr, 2, 0, 0};
-  clap::Process p{-1, frames, nullptr, &input, &output, 1, 1, &list.in, &outEvents.table};
+  clap::Process p{-1, frames, nullptr, &input, &output, 1, 1, &list.in, &sink};
   return plugin_->process(plugin_, &p);
 }
 

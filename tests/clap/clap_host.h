@@ -29,10 +29,8 @@ const ClapModule& builtClap();
 struct ClapHost {
   ClapHost();
   clap::Host record{};
-  bool offerTimers = true;
   bool offerExtensions = true;
   int tailChanged = 0;
-  int flushRequests = 0;
   int rescans = 0;
   int timersRegistered = 0;
   std::vector<std::string> presetsLoaded;
@@ -59,7 +57,7 @@ class ClapInstance {
     double value;
   };
   std::int32_t process(float* const in[2], float* const out[2], std::uint32_t frames,
-                       const std::vector<Change>& changes = {}, std::vector<clap::EventHeader*>* sent = nullptr);
+                       const std::vector<Change>& changes = {});
   double value(clap::Id id) const;
 
  private:

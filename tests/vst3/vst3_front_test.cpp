@@ -32,9 +32,6 @@ const Module& builtVst3() {
 }
 
 constexpr ParamId kProgram = 1000;
-const char* const kProgramNames[] = {"Basic Spring",      "Short Spring",        "Typical Spring",
-                                     "Long spring",       "FenderTwin Reverb",   "Vocal insert medium",
-                                     "Singing in the bathroom", "Lo-Fi Drums"};
 
 std::string ascii(const char16* text) {
   std::string s;
@@ -51,71 +48,6 @@ std::string hex(const Tuid& t) {
     s += b;
   }
   return s;
-}
-
-StereoBuffer testInput(int frames, unsigned seed = 5) {
-  StereoBuffer in(frames);
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<float> u(-0.8f, 0.8f);
-  for (int i = 0; i < frames; ++i) {
-    const bool on = (i / 3000) % 3 != 2;
-    in.left[i] = on ? u(rng) : 0.0f;
-    in.right[i] = on ? u(rng) * 0.5f : 0.0f;
-  }
-  return in;
-}
-
-struct Point {
-  std::int32_t offset;
-  ParamId id;
-  double value;
-};
-struct Block {
-  std::int32_t frames;
-  std::vector<Point> points;  // a program's point may sit at any offset: it takes the whole block
-};
-
-int totalFrames(const std::vector<Block>& script) {
-  int n = 0;
-  for (const Block& b : script) n += b.frames;
-  return n;
-}
-
-// The VST 2 module fed each block in pieces split at its changes, a program
-// chosen before the block that carries it.
-StereoBuffer renderVst(float rate, std::int32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in,
-                       bool mono = false) {
-  host::Host h;
-  host::Plugin vst(builtModule(), h);
-  vst.start(rate, maxBlock);
-  StereoBuffer out(totalFrames(script));
-  int pos = 0;
-  long program = 0;
-  for (const Block& b : script) {
-    // A program is a choice when it differs: automation repeats its value.
-    for (const Point& p : b.points)
-      if (p.id == kProgram && std::lround(p.value * 7) != program)
-        vst.dispatch(effSetProgram, 0, program = std::lround(p.value * 7));
-    std::vector<Point> points;
-    for (const Point& p : b.points)
-      if (p.id < 5) points.push_back(p);
-    std::stable_sort(points.begin(), points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
-    int done = 0;
-    auto runTo = [&](int t) {
-      if (t <= done) return;
-      float* i[2] = {in.left.data() + pos + done, (mono ? in.left : in.right).data() + pos + done};
-      float* o[2] = {out.left.data() + pos + done, out.right.data() + pos + done};
-      vst.processReplacing(i, o, t - done);
-      done = t;
-    };
-    for (const Point& p : points) {
-      runTo(std::clamp(p.offset, 0, b.frames));
-      vst.setParameter(static_cast<std::int32_t>(p.id), static_cast<float>(p.value));
-    }
-    runTo(b.frames);
-    pos += b.frames;
-  }
-  return out;
 }
 
 StereoBuffer renderVst3(Instance& fx, const std::vector<Block>& script, StereoBuffer& in, int inChannels = 2) {
@@ -137,23 +69,6 @@ StereoBuffer renderVst3(double rate, std::int32_t maxBlock, const std::vector<Bl
   Instance fx(builtVst3());
   EXPECT_TRUE(fx.start(rate, maxBlock));
   return renderVst3(fx, script, in);
-}
-
-std::ptrdiff_t firstDifference(const StereoBuffer& a, const StereoBuffer& b) {
-  const auto l = std::mismatch(a.left.begin(), a.left.end(), b.left.begin()).first - a.left.begin();
-  const auto r = std::mismatch(a.right.begin(), a.right.end(), b.right.begin()).first - a.right.begin();
-  return std::min(l, r);
-}
-
-std::vector<Block> evenBlocks(std::int32_t length, int frames) {
-  std::vector<Block> script;
-  const Point changes[] = {{0, 1, 0.8}, {0, 2, 0.6}, {0, 4, 0.9}, {0, 3, 0.7}, {0, 0, 0.0}, {0, 0, 1.0}};
-  for (int pos = 0, b = 0; pos < frames; pos += length, ++b) {
-    Block block{std::min(length, frames - pos), {}};
-    if (b % 7 == 3) block.points.push_back(changes[(b / 7) % 6]);
-    script.push_back(block);
-  }
-  return script;
 }
 
 // ---------------------------------------------------------------- ids, factory, interfaces
@@ -366,16 +281,11 @@ TEST(Vst3Plugin, OneStereoOutputFedByAStereoOrMonoInput) {
   EXPECT_EQ(arrange({kSpeakerMono}, {kSpeakerStereo}), kTrue);
   EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
   // Refused, and the mono input stays.
-  const std::uint64_t kSurround51 = 0x3F, kLeftOnly = 0x1;
-  for (auto [in, out] : {std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSpeakerMono}},
-                         std::pair{std::vector<std::uint64_t>{kSurround51}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kLeftOnly}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo}, std::vector<std::uint64_t>{kSurround51}},
-                         std::pair{std::vector<std::uint64_t>{}, std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo},
-                                   std::vector<std::uint64_t>{kSpeakerStereo}},
-                         std::pair{std::vector<std::uint64_t>{kSpeakerStereo},
-                                   std::vector<std::uint64_t>{kSpeakerStereo, kSpeakerStereo}}}) {
+  using Arrangements = std::vector<std::uint64_t>;
+  const Arrangements stereo{kSpeakerStereo}, mono{kSpeakerMono}, surround{0x3F}, leftOnly{0x1}, none{},
+      twoBuses{kSpeakerStereo, kSpeakerStereo};
+  for (const auto& [in, out] : {std::pair{stereo, mono}, {surround, stereo}, {leftOnly, stereo}, {stereo, surround},
+                                {none, stereo}, {twoBuses, stereo}, {stereo, twoBuses}}) {
     EXPECT_NE(arrange(in, out), kTrue);
     EXPECT_EQ(inputChannels(), (std::pair{1, kSpeakerMono}));
   }
@@ -423,13 +333,12 @@ TEST(Vst3Plugin, FiveParametersAndTheProgramList) {
   EXPECT_NE(e->table->getParameterInfo(e, -1, &none), kOk);
   EXPECT_NE(e->table->getParameterInfo(e, 0, nullptr), kOk);
 
-  // Texts and their inverse, the CLAP front's.
+  // Texts and their inverse, as the shared table gives them (checked in full by ParameterText).
   const struct {
     ParamId id;
     double value;
     const char* text;
-  } texts[] = {{0, 1.0, "on"}, {0, 0.0, "off"}, {1, 0.5, "50%"}, {2, 1.0, "100%"},
-               {3, 0.5, "0.00dB"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}, {4, 0.0, "0%"}};
+  } texts[] = {{0, 0.0, "off"}, {3, 0.0, "-oo dB"}, {4, 0.25, "25%"}};
   for (const auto& t : texts) {
     char16 out[128];
     std::fill(std::begin(out), std::end(out), u'#');
@@ -518,31 +427,19 @@ TEST(Vst3Plugin, RendersLikeTheVstModuleAtEveryBlockLength) {
       const int frames = block == 1 ? 3000 : 20000;
       StereoBuffer in = testInput(frames);
       const std::vector<Block> script = evenBlocks(block, frames);
-      EXPECT_EQ(firstDifference(renderVst(rate, block, script, in), renderVst3(rate, block, script, in)), frames);
+      const StereoBuffer vst3 = renderVst3(rate, block, script, in);
+      EXPECT_EQ(firstDifference(renderVst(rate, block, script, in, false, kProgram), vst3), frames);
     }
   }
 }
 
 TEST(Vst3Plugin, ChangesInsideABlockSplitItAtTheirOffsets) {
-  std::mt19937 rng(3);
-  std::vector<Block> script;
-  for (int b = 0; b < 60; ++b) {
-    Block block{512, {}};
-    std::uniform_int_distribution<std::int32_t> at(0, 511);
-    // Queues of different parameters interleave; each queue's points come in order.
-    for (int k = 0; k < 4; ++k)
-      block.points.push_back({at(rng), static_cast<ParamId>(rng() % 5), std::uniform_real_distribution<double>(0, 1)(rng)});
-    std::sort(block.points.begin(), block.points.end(), [](const Point& x, const Point& y) { return x.offset < y.offset; });
-    if (b % 10 == 4) block.points.push_back({511, 1, 0.95});  // the block's last frame
-    if (b % 10 == 7) block.points.push_back({9999, 2, 0.3});  // past its end: after the last frame
-    if (b % 10 == 8) block.points.push_back({100, 77, 0.3});  // no such parameter
-    script.push_back(block);
-  }
+  const std::vector<Block> script = oddOffsetBlocks();
   for (float rate : {44100.0f, 96000.0f}) {
     SCOPED_TRACE(rate);
     StereoBuffer in = testInput(totalFrames(script), 9);
-    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in), renderVst3(rate, 512, script, in)),
-              totalFrames(script));
+    const StereoBuffer vst3 = renderVst3(rate, 512, script, in);
+    EXPECT_EQ(firstDifference(renderVst(rate, 512, script, in, false, kProgram), vst3), totalFrames(script));
   }
 }
 
@@ -559,7 +456,7 @@ TEST(Vst3Plugin, AProgramChosenInsideABlockTakesTheWholeBlock) {
   for (float rate : {44100.0f, 96000.0f}) {
     SCOPED_TRACE(rate);
     StereoBuffer in = testInput(totalFrames(script), 11);
-    EXPECT_EQ(firstDifference(renderVst(rate, 256, script, in), renderVst3(rate, 256, script, in)),
+    EXPECT_EQ(firstDifference(renderVst(rate, 256, script, in, false, kProgram), renderVst3(rate, 256, script, in)),
               totalFrames(script));
   }
 
@@ -602,14 +499,14 @@ TEST(Vst3Plugin, AProgramChosenInsideABlockTakesTheWholeBlock) {
 TEST(Vst3Plugin, AMonoInputFeedsBothChannelsAndBuffersMayBeShared) {
   const std::vector<Block> script = evenBlocks(300, 12000);
   StereoBuffer in = testInput(12000, 13);
-  const StereoBuffer ref = renderVst(48000, 300, script, in, true);
+  const StereoBuffer ref = renderVst(48000, 300, script, in, true, kProgram);
   {
     Instance fx(builtVst3());
     ASSERT_TRUE(fx.start(48000, 300, kSpeakerMono));
     EXPECT_EQ(firstDifference(renderVst3(fx, script, in, 1), ref), 12000);
   }
   // In place: the output overwrites the input it reads, as many hosts arrange it.
-  const StereoBuffer stereoRef = renderVst(48000, 300, script, in);
+  const StereoBuffer stereoRef = renderVst(48000, 300, script, in, false, kProgram);
   Instance fx(builtVst3());
   ASSERT_TRUE(fx.start(48000, 300));
   StereoBuffer io = in;
@@ -625,6 +522,7 @@ TEST(Vst3Plugin, AMonoInputFeedsBothChannelsAndBuffersMayBeShared) {
   EXPECT_EQ(firstDifference(io, stereoRef), 12000);
 }
 
+// The values are the effect's own, and a program reaches it as in any block.
 TEST(Vst3Plugin, AnEmptyBlockAppliesChangesOnly) {
   Instance fx(builtVst3());
   ASSERT_TRUE(fx.start(44100, 128));
@@ -638,24 +536,6 @@ TEST(Vst3Plugin, AnEmptyBlockAppliesChangesOnly) {
   EXPECT_EQ(fx.value(kProgram), 2 / 7.0);
   EXPECT_EQ(fx.value(1), static_cast<double>(0.9f));
   EXPECT_EQ(fx.value(3), static_cast<double>(0.7f));
-
-  // What follows sounds as the module does after the same choices.
-  host::Host h;
-  host::Plugin vst(builtModule(), h);
-  vst.start(44100, 128);
-  vst.dispatch(effSetProgram, 0, 2);
-  vst.setParameter(1, 0.9f);
-  vst.setParameter(3, 0.7f);
-  StereoBuffer a = testInput(4096, 2), b = testInput(4096, 2), outA(4096), outB(4096);
-  for (int pos = 0; pos < 4096; pos += 128) {
-    float* i1[2] = {a.left.data() + pos, a.right.data() + pos};
-    float* o1[2] = {outA.left.data() + pos, outA.right.data() + pos};
-    vst.processReplacing(i1, o1, 128);
-    float* i2[2] = {b.left.data() + pos, b.right.data() + pos};
-    float* o2[2] = {outB.left.data() + pos, outB.right.data() + pos};
-    fx.process(i2, 2, o2, 128);
-  }
-  EXPECT_EQ(firstDifference(outA, outB), 4096);
 }
 
 TEST(Vst3Plugin, SilenceFlagsMarkChannelsWrittenAllZero) {
@@ -870,7 +750,7 @@ TEST(Vst3Plugin, ProcessingAllocatesNothing) {
 
 // ---------------------------------------------------------------- editor
 
-// The host's content scale sizes the view: snapped to 1, 1.5 or 2, ties to the larger.
+// The host's content scale reaches the editor whole (it snaps 1.25 to 1.5).
 TEST(Vst3Editor, TheHostsContentScaleSizesTheView) {
   Instance fx(builtVst3());
   auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
@@ -878,18 +758,11 @@ TEST(Vst3Editor, TheHostsContentScaleSizesTheView) {
   void* face = nullptr;
   ASSERT_EQ(v->table->queryInterface(v, &kContentScaleSupportId, &face), kOk);
   auto* scale = static_cast<Interface<ContentScaleTable>*>(face);
-  const struct {
-    float factor;
-    std::int32_t width, height;
-  } cases[] = {{2.0f, 600, 392}, {1.25f, 450, 294}, {0.5f, 300, 196}, {1.75f, 600, 392}, {NAN, 300, 196}, {1.0f, 300, 196}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.factor);
-    EXPECT_EQ(scale->table->setContentScaleFactor(scale, c.factor), kOk);
-    ViewRect r{};
-    ASSERT_EQ(v->table->getSize(v, &r), kOk);
-    EXPECT_EQ(r.right - r.left, c.width);
-    EXPECT_EQ(r.bottom - r.top, c.height);
-  }
+  EXPECT_EQ(scale->table->setContentScaleFactor(scale, 1.25f), kOk);
+  ViewRect r{};
+  ASSERT_EQ(v->table->getSize(v, &r), kOk);
+  EXPECT_EQ(r.right - r.left, 450);
+  EXPECT_EQ(r.bottom - r.top, 294);
   scale->table->release(scale);
   v->table->release(v);
 }

@@ -6,8 +6,10 @@
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb/stb_image_write.h>
 
+#include <cstring>
 #include <vector>
 
+#include "editor/editor_layout.h"
 #include "gui/platform/headless/headless.h"
 #include "shell/reverb_effect.h"
 #include "support/module_fixture.h"
@@ -42,30 +44,38 @@ class X11Editor : public ModuleTest {
   Pointer pointer_;
 };
 
+}  // namespace
+
 std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
   return opcode == audioMasterVersion ? 2400 : 0;
 }
 
-// Pixels of the editor on `host` that differ from the same editor opened in memory.
-int differsFromSoftwareRendering(const HostWindow& host, const char* png) {
-  const std::vector<std::uint8_t> screen = host.capture(host.child());
-  if (screen.size() != static_cast<std::size_t>(kWidth) * kHeight * 3) return kWidth * kHeight * 3;
-  stbi_write_png(png, kWidth, kHeight, 3, screen.data(), kWidth * 3);
+// Pixels of `shown` (the editor captured whole at `scale`) that differ from the
+// same editor drawn in memory; `png` keeps what was shown.
+int differsFromSoftwareRendering(const std::vector<std::uint8_t>& shown, float scale, const char* png) {
+  const int width = layout::scaled(kWidth, scale), height = layout::scaled(kHeight, scale);
+  if (shown.size() != static_cast<std::size_t>(width) * height * 3) return width * height;
+  stbi_write_png(png, width, height, 3, shown.data(), width * 3);
   ReverbEffect reference(&quietHost, &createReverbEditor);
   AEffect* e = reference.getAeffect();
   int parent = 0;
+  e->dispatcher(e, effVendorSpecific, fourCharCode('P', 'r', 'e', 'S'), fourCharCode('A', 'e', 'C', 's'), nullptr,
+                scale);
   e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);
   for (int i = 0; i < 5; ++i) e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
   const std::uint8_t* expected = headless::pixels(headless::currentWindow());
   int differing = 0;
-  for (std::size_t i = 0; i < screen.size(); ++i) differing += screen[i] != expected[i];
+  for (std::size_t i = 0; i < shown.size(); i += 3) differing += std::memcmp(&shown[i], expected + i, 3) != 0;
   e->dispatcher(e, effEditClose, 0, 0, nullptr, 0.0f);
   return differing;
 }
 
+namespace {
+
 // Also when the host's window is 32 bits deep (or at least not of the default visual).
 TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDrawsOnAParentOfAnyVisual) {
-  EXPECT_EQ(differsFromSoftwareRendering(host_, "x11-editor.png"), 0) << "see x11-editor.png";
+  EXPECT_EQ(differsFromSoftwareRendering(host_.capture(host_.child()), 1.0f, "x11-editor.png"), 0)
+      << "see x11-editor.png";
   fx().dispatch(effEditClose);
   XVisualInfo visual{};
   const int screen = DefaultScreen(host_.display);
@@ -83,7 +93,8 @@ TEST_F(X11Editor, PaintsExactlyWhatTheSoftwareRendererDrawsOnAParentOfAnyVisual)
   ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, deep.handle()), 1);
   idle(5);
   ASSERT_NE(deep.child(), 0u) << "the editor made no window on the host's";
-  EXPECT_EQ(differsFromSoftwareRendering(deep, "x11-editor-deep-parent.png"), 0) << "see x11-editor-deep-parent.png";
+  EXPECT_EQ(differsFromSoftwareRendering(deep.capture(deep.child()), 1.0f, "x11-editor-deep-parent.png"), 0)
+      << "see x11-editor-deep-parent.png";
   fx().dispatch(effEditClose);
 }
 

@@ -6,20 +6,19 @@
 
 #include <X11/Xatom.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include <stb/stb_image_write.h>
-
 #include "editor/editor_layout.h"
-#include "gui/platform/headless/headless.h"
-#include "shell/reverb_effect.h"
 #include "support/module_fixture.h"
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
 #include "support/x11_host.h"
 
 namespace korro::test {
+
+// The same editor drawn in memory, in x11_editor_test.cpp.
+int differsFromSoftwareRendering(const std::vector<std::uint8_t>& shown, float scale, const char* png);
+
 namespace {
 
 namespace layout = korro::layout;
@@ -27,10 +26,6 @@ namespace layout = korro::layout;
 constexpr std::int32_t kPreS = fourCharCode('P', 'r', 'e', 'S');
 constexpr std::int32_t kAeCs = fourCharCode('A', 'e', 'C', 's');
 constexpr int kWide = 600, kHigh = 392;
-
-std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
-  return opcode == audioMasterVersion ? 2400 : 0;
-}
 
 // The middle of a layout box at scale 2.
 std::pair<int, int> middle(const layout::Box& b) {
@@ -60,33 +55,19 @@ class X11ScaledEditor : public ModuleTest {
     idle(5);
     ASSERT_NE(host_.child(), 0u);
   }
-  std::vector<std::uint8_t> screen() { return host_.capture(host_.child(), 0, 0, kWide, kHigh); }
+  // Pixels of the editor on screen that differ from its drawing in memory at 2; `png` keeps the screen.
+  int differsFromDrawing(const char* png) {
+    return differsFromSoftwareRendering(host_.capture(host_.child(), 0, 0, kWide, kHigh), 2.0f, png);
+  }
 
   HostWindow host_{nullptr, kWide, kHigh};
   Pointer pointer_;
 };
 
-// Pixels that differ from the same editor at scale 2 drawn in memory.
-int differsFromSoftwareRendering(const std::vector<std::uint8_t>& shown, const char* png) {
-  if (shown.size() != static_cast<std::size_t>(kWide) * kHigh * 3) return kWide * kHigh;
-  stbi_write_png(png, kWide, kHigh, 3, shown.data(), kWide * 3);
-  ReverbEffect reference(&quietHost, &createReverbEditor);
-  AEffect* e = reference.getAeffect();
-  int parent = 0;
-  e->dispatcher(e, effVendorSpecific, kPreS, kAeCs, nullptr, 2.0f);
-  e->dispatcher(e, effEditOpen, 0, 0, &parent, 0.0f);
-  for (int i = 0; i < 5; ++i) e->dispatcher(e, effEditIdle, 0, 0, nullptr, 0.0f);
-  const std::uint8_t* expected = headless::pixels(headless::currentWindow());
-  int differing = 0;
-  for (std::size_t i = 0; i < shown.size(); i += 3) differing += std::memcmp(&shown[i], expected + i, 3) != 0;
-  e->dispatcher(e, effEditClose, 0, 0, nullptr, 0.0f);
-  return differing;
-}
-
 TEST_F(X11ScaledEditor, AtTwoTheWindowIs600By392AndDragsClicksAndTypingLandRight) {
   openAtTwo();
   EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-scale2.png"), 0) << "see x11-editor-scale2.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-scale2.png"), 0) << "see x11-editor-scale2.png";
 
   // 100 screen pixels up from Decay's middle: a quarter of the range.
   const auto [kx, ky] = middle(layout::knobBox(layout::kDecayKnob, true));
@@ -126,7 +107,7 @@ TEST_F(X11ScaledEditor, TheCallWhileOpenResizesTheWindowAndAsksTheHost) {
     if (r.opcode != audioMasterSizeWindow) continue;
     EXPECT_EQ((std::pair<int, int>{r.index, static_cast<int>(r.value)}), (std::pair<int, int>{kWide, kHigh}));
   }
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-rescaled.png"), 0) << "see x11-editor-rescaled.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-rescaled.png"), 0) << "see x11-editor-rescaled.png";
 }
 
 // The desktop says 192 dots per inch, the host nothing.
@@ -171,7 +152,7 @@ TEST_F(X11ScaledEditor, AWindowPassingOverTheReadoutLeavesItShownAfterTheNextIdl
   XSync(other, False);
   pause(50);
   idle(1);
-  EXPECT_EQ(differsFromSoftwareRendering(screen(), "x11-editor-uncovered.png"), 0) << "see x11-editor-uncovered.png";
+  EXPECT_EQ(differsFromDrawing("x11-editor-uncovered.png"), 0) << "see x11-editor-uncovered.png";
   XDestroyWindow(other, menu);
   XCloseDisplay(other);
 }
