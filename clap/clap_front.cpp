@@ -174,15 +174,16 @@ class ClapReverb {
     const std::uint32_t count = events && events->size && events->get ? events->size(events) : 0;
     std::int32_t done = 0;
     for (std::uint32_t e = 0; e < count; ++e) {
-      const EventHeader* h = events->get(events, e);
-      if (!h) continue;
+      const ParamValueEvent* change = parameterChange(events->get(events, e));
+      if (!change) continue;  // nothing changes there, so the block goes on whole
       // Events come sorted; one past the block's end applies after its last frame.
-      const auto at = static_cast<std::int32_t>(std::min<std::uint32_t>(h->time, static_cast<std::uint32_t>(frames)));
+      const auto at = static_cast<std::int32_t>(
+          std::min<std::uint32_t>(change->header.time, static_cast<std::uint32_t>(frames)));
       if (at > done) {
         buffers_.run(record_, done, at - done);
         done = at;
       }
-      apply(h);
+      apply(change);
     }
     if (frames > done) buffers_.run(record_, done, frames - done);
 
@@ -217,7 +218,7 @@ class ClapReverb {
   void flush(const InputEvents* in, const OutputEvents* out) {
     const std::uint32_t count = in && in->size && in->get ? in->size(in) : 0;
     for (std::uint32_t e = 0; e < count; ++e)
-      if (const EventHeader* h = in->get(in, e)) apply(h);
+      if (const ParamValueEvent* change = parameterChange(in->get(in, e))) apply(change);
     sendGestures(out);
     if (active_) reportTail();
   }
@@ -342,10 +343,15 @@ class ClapReverb {
 
   static const void* extension(const char* id);
 
-  void apply(const EventHeader* h) {
-    if (h->spaceId != kCoreEventSpace || h->type != kParamValueEvent || h->size < sizeof(ParamValueEvent)) return;
+  // The event as a change of one of the five parameters, or null.
+  static const ParamValueEvent* parameterChange(const EventHeader* h) {
+    if (!h || h->spaceId != kCoreEventSpace || h->type != kParamValueEvent || h->size < sizeof(ParamValueEvent))
+      return nullptr;
     const auto* e = reinterpret_cast<const ParamValueEvent*>(h);
-    if (!findParameter(static_cast<std::int32_t>(e->paramId))) return;
+    return findParameter(static_cast<std::int32_t>(e->paramId)) ? e : nullptr;
+  }
+
+  void apply(const ParamValueEvent* e) {
     record_->setParameter(record_, static_cast<std::int32_t>(e->paramId), static_cast<float>(e->value));
   }
 
