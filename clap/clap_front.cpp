@@ -195,17 +195,17 @@ class ClapReverb {
   // ------------------------------------------------------------ parameters
 
   bool paramInfo(std::uint32_t index, ParamInfo* info) const {
-    const ParameterSpec* spec = findParameter(static_cast<std::int32_t>(index));
-    if (!spec || !info) return false;
+    const ParameterDescription* param = findParameter(static_cast<std::int32_t>(index));
+    if (!param || !info) return false;
     std::memset(info, 0, sizeof *info);
-    info->id = static_cast<Id>(spec->index);
+    info->id = static_cast<Id>(param->index);
     // Bypass keeps feeding or starves the springs; it never passes the input
     // through, so it is not the host's bypass.
-    info->flags = kParamIsAutomatable | (spec->stepped ? kParamIsStepped : 0u);
-    std::snprintf(info->name, sizeof info->name, "%s", spec->name);
-    info->minValue = spec->minimum;
-    info->maxValue = spec->maximum;
-    info->defaultValue = spec->defaultValue;
+    info->flags = kParamIsAutomatable | (param->stepped ? kParamIsStepped : 0u);
+    std::snprintf(info->name, sizeof info->name, "%s", param->name);
+    info->minValue = param->minimum;
+    info->maxValue = param->maximum;
+    info->defaultValue = param->defaultValue;
     return true;
   }
 

@@ -9,7 +9,7 @@ constexpr double kTwoPi = 6.283185307179586;
 }
 
 // Chains A and B interleaved, then ladders A and B (sixth-octave steps over two octaves).
-const DispersionSpec kDispersionBank[kDispersionSections] = {
+const DispersionTuning kDispersionBank[kDispersionSections] = {
     {100, 0.3},
     {105, 0.3},
     {406, 0.6},

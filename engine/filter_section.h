@@ -48,11 +48,11 @@ class FilterSection {
 };
 
 // The 32 all-pass sections the effect owns, in the order suspend redesigns them.
-struct DispersionSpec {
+struct DispersionTuning {
   double frequency;
   double q;
 };
 inline constexpr int kDispersionSections = 32;
-extern const DispersionSpec kDispersionBank[kDispersionSections];
+extern const DispersionTuning kDispersionBank[kDispersionSections];
 
 }  // namespace korro

@@ -42,7 +42,7 @@ struct ControlPort {
 };
 
 constexpr ControlPort controlPort(Port port, std::int32_t parameter) {
-  const korro::ParameterSpec& p = korro::kParameters[parameter];
+  const korro::ParameterDescription& p = korro::kParameters[parameter];
   return {port, parameter, p.symbol, p.name, p.law, p.displayMinimum, p.displayMaximum};
 }
 

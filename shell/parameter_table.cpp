@@ -73,25 +73,25 @@ bool sameWord(const char* text, const char* word) {
 
 }  // namespace
 
-const ParameterSpec* findParameter(std::int32_t index) {
+const ParameterDescription* findParameter(std::int32_t index) {
   return index >= 0 && index < kParameterCount ? &kParameters[index] : nullptr;
 }
 
 bool parameterValueText(std::int32_t index, double value, char* out, std::size_t size) {
-  const ParameterSpec* spec = findParameter(index);
-  if (!spec || !out) return false;
+  const ParameterDescription* param = findParameter(index);
+  if (!param || !out) return false;
   char text[40];
-  lawText(spec->law, value, text);
+  lawText(param->law, value, text);
   if (std::strlen(text) >= size) return false;
   std::strcpy(out, text);
   return true;
 }
 
 bool parameterValueFromText(std::int32_t index, const char* text, double& value) {
-  const ParameterSpec* spec = findParameter(index);
-  if (!spec || !text) return false;
+  const ParameterDescription* param = findParameter(index);
+  if (!param || !text) return false;
   double number = 0.0;
-  switch (spec->law) {
+  switch (param->law) {
     case DisplayLaw::Switch:
       if (sameWord(text, "on")) {
         value = 1.0;
@@ -107,7 +107,7 @@ bool parameterValueFromText(std::int32_t index, const char* text, double& value)
       char wanted[40] = {};
       formatFixed(static_cast<float>(number), 0, wanted);
       std::strcat(wanted, "%");
-      value = settle(spec->law, static_cast<float>(number / 100.0), wanted);
+      value = settle(param->law, static_cast<float>(number / 100.0), wanted);
       return true;
     }
     case DisplayLaw::Decibels: {
@@ -125,7 +125,7 @@ bool parameterValueFromText(std::int32_t index, const char* text, double& value)
       char wanted[40] = {};
       formatFixed(static_cast<float>(number), 2, wanted);
       std::strcat(wanted, "dB");
-      value = settle(spec->law, guess, wanted);
+      value = settle(param->law, guess, wanted);
       return true;
     }
   }

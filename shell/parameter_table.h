@@ -13,7 +13,7 @@ enum class DisplayLaw {
   Decibels,  // 6 dB per doubling of the output gain 4·v²
 };
 
-struct ParameterSpec {
+struct ParameterDescription {
   std::int32_t index;
   const char* name;       // plain, for formats that show their own label
   const char* hostName;   // the VST 2 name, blanks included
@@ -32,7 +32,7 @@ struct ParameterSpec {
 inline constexpr std::int32_t kParameterCount = 5;
 
 // Output's display range starts below −100 dB, where the law reads silence.
-inline constexpr ParameterSpec kParameters[kParameterCount] = {
+inline constexpr ParameterDescription kParameters[kParameterCount] = {
     {0, "Bypass", " Bypass ", "  ", "", "bypass", 0.0f, 1.0f, 1.0f, DisplayLaw::Switch, true, 0.0f, 1.0f},
     {1, "Decay", " Decay ", "    %    ", "%", "decay", 0.0f, 1.0f, 0.5f, DisplayLaw::Percent, false, 0.0f, 100.0f},
     {2, "Damp", " Damp ", "    %    ", "%", "damp", 0.0f, 1.0f, 0.1f, DisplayLaw::Percent, false, 0.0f, 100.0f},
@@ -42,7 +42,7 @@ inline constexpr ParameterSpec kParameters[kParameterCount] = {
 };
 
 // Null for an index outside the table.
-const ParameterSpec* findParameter(std::int32_t index);
+const ParameterDescription* findParameter(std::int32_t index);
 
 // The editor's text of a value ("50%", "0.00dB", "-oo dB"; Bypass "on" when it
 // rounds to 1, "off" otherwise). False, and `out` untouched, for an unknown

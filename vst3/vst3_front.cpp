@@ -343,13 +343,13 @@ class Reverb {
   Result parameterInfo(std::int32_t index, ParameterInfo* out) const {
     if (!out) return kInvalidArgument;
     std::memset(out, 0, sizeof *out);
-    if (const ParameterSpec* spec = findParameter(index)) {
-      out->id = static_cast<ParamId>(spec->index);
-      copyText(out->title, spec->name);
-      copyText(out->shortTitle, spec->name);
-      copyText(out->units, spec->unit);
-      out->stepCount = spec->stepped ? 1 : 0;
-      out->defaultNormalizedValue = spec->defaultValue;
+    if (const ParameterDescription* param = findParameter(index)) {
+      out->id = static_cast<ParamId>(param->index);
+      copyText(out->title, param->name);
+      copyText(out->shortTitle, param->name);
+      copyText(out->units, param->unit);
+      out->stepCount = param->stepped ? 1 : 0;
+      out->defaultNormalizedValue = param->defaultValue;
       // Bypass feeds or starves the springs and never passes the input
       // through, so it is not the host's bypass.
       out->flags = kCanAutomate;
