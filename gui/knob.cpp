@@ -156,7 +156,7 @@ void CKnob::mouse(CDrawContext* context, CPoint& where) {
   CPoint first;
   std::int32_t lastButtons = buttons;
   // The same hand movement at any scale: the pixels are layout pixels.
-  const float basePixels = static_cast<float>(kLinearPixels * (parentFrame ? parentFrame->getScale() : 1.0));
+  const float basePixels = static_cast<float>(kLinearPixels * screenScale());
   float pixels = basePixels;
   if (linear) {
     if (buttons & kShift) pixels *= zoomFactor;

@@ -185,8 +185,7 @@ void CTextEdit::takeFocus(CDrawContext*) {
   std::memcpy(textBeforeEdit, textBuffer, sizeof textBuffer);
   platform::EditBoxStyle look;
   look.font.face = CDrawContext::fontFace(fontId);
-  look.font.pixelSize =
-      CDrawContext::scaledFontSize(CDrawContext::fontSize(fontId), parentFrame ? parentFrame->getScale() : 1.0);
+  look.font.pixelSize = CDrawContext::scaledFontSize(CDrawContext::fontSize(fontId), screenScale());
   look.text = rgb(fontColor);
   look.back = rgb(backColor);
   look.align = horiTxtAlign == kCenterText  ? platform::Align::Centre

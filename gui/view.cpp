@@ -71,3 +71,5 @@ void CControl::bounceValue() {
   else if (value < vmin)
     value = vmin;
 }
+
+double CView::screenScale() const { return parentFrame ? parentFrame->getScale() : 1.0; }

@@ -48,6 +48,8 @@ class CView {
 
   const CRect& getViewSize() const { return size; }
   CFrame* getParentFrame() const { return parentFrame; }
+  // Screen pixels per layout pixel of the frame it sits in; 1 before it has one.
+  double screenScale() const;
 
  protected:
   virtual ~CView() = default;
