@@ -12,36 +12,20 @@
 #include "editor/editor_layout.h"
 #include "gui/platform/headless/headless.h"
 #include "shell/reverb_effect.h"
-#include "support/module_fixture.h"
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
-#include "support/x11_host.h"
+#include "x11_editor_fixture.h"
 
 namespace korro::test {
 namespace {
 
-class X11Editor : public ModuleTest {
+class X11Editor : public X11EditorHost {
  protected:
   void SetUp() override {
-    ModuleTest::SetUp();
-    ASSERT_NE(host_.display, nullptr) << "no X server (DISPLAY=" << (getenv("DISPLAY") ? getenv("DISPLAY") : "") << ")";
+    X11EditorHost::SetUp();
     ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
     idle(5);
     ASSERT_NE(host_.child(), 0u) << "the editor made no window on the host's";
   }
-  void TearDown() override {
-    fx().dispatch(effEditClose);
-    ModuleTest::TearDown();
-  }
-  // Host idles, a little apart as a host's timer would call them.
-  void idle(int times) {
-    for (int i = 0; i < times; ++i) {
-      fx().dispatch(effEditIdle);
-      pause(10);
-    }
-  }
-
-  HostWindow host_;
-  Pointer pointer_;
 };
 
 }  // namespace

@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "editor/editor_layout.h"
-#include "support/module_fixture.h"
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
-#include "support/x11_host.h"
+#include "x11_editor_fixture.h"
 
 namespace korro::test {
 
@@ -33,22 +32,9 @@ std::pair<int, int> middle(const layout::Box& b) {
   return {(s.left + s.right) / 2, (s.top + s.bottom) / 2};
 }
 
-class X11ScaledEditor : public ModuleTest {
+class X11ScaledEditor : public X11EditorHost {
  protected:
-  void SetUp() override {
-    ModuleTest::SetUp();
-    ASSERT_NE(host_.display, nullptr) << "no X server";
-  }
-  void TearDown() override {
-    fx().dispatch(effEditClose);
-    ModuleTest::TearDown();
-  }
-  void idle(int times) {
-    for (int i = 0; i < times; ++i) {
-      fx().dispatch(effEditIdle);
-      pause(10);
-    }
-  }
+  X11ScaledEditor() : X11EditorHost(kWide, kHigh) {}
   void openAtTwo() {
     ASSERT_EQ(fx().dispatch(effVendorSpecific, kPreS, kAeCs, nullptr, 2.0f), 1);
     ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
@@ -59,9 +45,6 @@ class X11ScaledEditor : public ModuleTest {
   int differsFromDrawing(const char* png) {
     return differsFromSoftwareRendering(host_.capture(host_.child(), 0, 0, kWide, kHigh), 2.0f, png);
   }
-
-  HostWindow host_{nullptr, kWide, kHigh};
-  Pointer pointer_;
 };
 
 TEST_F(X11ScaledEditor, AtTwoTheWindowIs600By392AndDragsClicksAndTypingLandRight) {
