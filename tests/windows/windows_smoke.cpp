@@ -105,6 +105,25 @@ LRESULT CALLBACK hostWindowProc(HWND hwnd, UINT message, WPARAM w, LPARAM l) {
   return DefWindowProcA(hwnd, message, w, l);
 }
 
+// The panel, away from every control, shows the skin picture `id` as the DLL
+// carries it, at `scale` screen pixels per layout pixel.
+bool panelShowsSkin(HWND editor, HMODULE dll, int id, int scale) {
+  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(id));
+  if (!skin) return false;
+  HDC screen = GetDC(editor);
+  HDC memory = CreateCompatibleDC(screen);
+  HGDIOBJ old = SelectObject(memory, skin);
+  int differing = 0;
+  const POINT spots[] = {{4, 4}, {150, 130}, {290, 60}, {20, 180}, {280, 120}};
+  for (POINT p : spots)
+    differing += GetPixel(screen, p.x * scale, p.y * scale) != GetPixel(memory, p.x * scale, p.y * scale);
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  DeleteObject(skin);
+  ReleaseDC(editor, screen);
+  return differing == 0;
+}
+
 void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   WNDCLASSA wc{};
   wc.lpfnWndProc = &hostWindowProc;
@@ -130,19 +149,7 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   pump(fx, 10);
 
   // The panel, away from every control, shows the skin as the DLL carries it.
-  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(11200));
-  CHECK(skin != nullptr);
-  HDC screen = GetDC(editor);
-  HDC memory = CreateCompatibleDC(screen);
-  HGDIOBJ old = SelectObject(memory, skin);
-  int differing = 0;
-  const POINT spots[] = {{4, 4}, {150, 130}, {290, 60}, {20, 180}, {280, 120}};
-  for (POINT p : spots) differing += GetPixel(screen, p.x, p.y) != GetPixel(memory, p.x, p.y);
-  CHECK(differing == 0);
-  SelectObject(memory, old);
-  DeleteDC(memory);
-  DeleteObject(skin);
-  ReleaseDC(editor, screen);
+  CHECK(panelShowsSkin(editor, dll, 11200, 1));
 
   // The bypass switch toggles on the press and tells the host, also when the
   // button is up again before the press is delivered.
@@ -237,19 +244,7 @@ void checkScaledEditor(Plugin& fx, Host& host, HMODULE dll) {
   CHECK(client.right - client.left == 600 && client.bottom - client.top == 392);
   pump(fx, 10);
 
-  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(13200));
-  CHECK(skin != nullptr);
-  HDC screen = GetDC(editor);
-  HDC memory = CreateCompatibleDC(screen);
-  HGDIOBJ old = SelectObject(memory, skin);
-  int differing = 0;
-  const POINT spots[] = {{8, 8}, {300, 260}, {580, 120}, {40, 360}, {560, 240}};
-  for (POINT p : spots) differing += GetPixel(screen, p.x, p.y) != GetPixel(memory, p.x, p.y);
-  CHECK(differing == 0);
-  SelectObject(memory, old);
-  DeleteDC(memory);
-  DeleteObject(skin);
-  ReleaseDC(editor, screen);
+  CHECK(panelShowsSkin(editor, dll, 13200, 2));
 
   // The switch's middle at 2; the 1x place is bare panel now.
   const float bypass = fx.getParameter(0);
