@@ -1,7 +1,7 @@
 // The tail the CLAP and VST3 fronts report, against renders through the
 // effect: never shorter than a ring-out after a 0 dBFS input, and for every
 // factory program within 2.95 times white noise's (the most is Lo-Fi Drums at
-// 96 kHz, 2.9): the bound holds the loop gain at its largest, which real
+// 44.1 kHz, 2.86): the bound holds the loop gain at its largest, which real
 // material lowers even at low levels.
 #include <gtest/gtest.h>
 
