@@ -54,8 +54,8 @@ std::int32_t tailFrames(double hostRate, double decay, double /*damp*/, double o
   if (!(wet > 0.0)) return static_cast<std::int32_t>(kSettleFrames);
   double peak = kTapsGain / (1.0 - loop) * (halfRate ? kHalfRateGain : 1.0);
   // Where the wet gain is below −80 dB, the fast early part of the ring-out
-  // outlasts the bound above; this allowance was checked against the held-gain
-  // network's exact worst case over the whole range of settings.
+  // outlasts the bound above; this allowance was fitted to, and checked
+  // against, the held-gain network's exact worst case on a grid of settings.
   if (wet < 1e-4) peak *= std::pow(1e-4 / wet, 0.4);
   const double level = peak * wet;
   if (!(level > kSilence)) return static_cast<std::int32_t>(kSettleFrames);
