@@ -375,7 +375,7 @@ class ClapReverb {
 
   std::int32_t currentTail() const {
     return tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
-                      effect_->engineValue(kOutput));
+                      effect_->engineValue(kOutput), effect_->engineValue(kMix));
   }
 
   // From the audio thread only, as the host expects.

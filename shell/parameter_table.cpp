@@ -33,8 +33,9 @@ const char* skipBlanks(const char* p) {
   return p;
 }
 
-// A decimal number, then optionally `unit`, then nothing but blanks.
-bool readNumber(const char* text, const char* unit, double& number) {
+// A decimal number, then optionally `unit`, then nothing but blanks; held to
+// the parameter's range in the law's units, as the editor holds typed numbers.
+bool readNumber(const ParameterDescription& param, const char* text, const char* unit, double& number) {
   const char* p = skipBlanks(text);
   if (!(*p == '-' || *p == '+' || *p == '.' || std::isdigit(static_cast<unsigned char>(*p)))) return false;
   char* end = nullptr;
@@ -43,6 +44,8 @@ bool readNumber(const char* text, const char* unit, double& number) {
   p = skipBlanks(end);
   const std::size_t n = std::strlen(unit);
   if (std::strncmp(p, unit, n) == 0) p += n;
+  if (!(number > param.displayMinimum)) number = param.displayMinimum;
+  if (number > param.displayMaximum) number = param.displayMaximum;
   return *skipBlanks(p) == 0;
 }
 
@@ -103,7 +106,7 @@ bool parameterValueFromText(std::int32_t index, const char* text, double& value)
       }
       return false;
     case DisplayLaw::Percent: {
-      if (!readNumber(text, "%", number)) return false;
+      if (!readNumber(*param, text, "%", number)) return false;
       char wanted[40] = {};
       formatFixed(static_cast<float>(number), 0, wanted);
       std::strcat(wanted, "%");
@@ -115,7 +118,7 @@ bool parameterValueFromText(std::int32_t index, const char* text, double& value)
         value = 0.0;
         return true;
       }
-      if (!readNumber(text, "dB", number)) return false;
+      if (!readNumber(*param, text, "dB", number)) return false;
       if (number < -100.0) {
         value = 0.0;
         return true;

@@ -267,8 +267,9 @@ class Reverb {
   }
 
   std::uint32_t tail() const {
+    // ReverbParameter's Output: here kOutput alone names the bus direction.
     const std::int32_t t = tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
-                                      effect_->engineValue(kOutput));
+                                      effect_->engineValue(ReverbParameter::kOutput), effect_->engineValue(kMix));
     return t == INT32_MAX ? 0xFFFFFFFFu : static_cast<std::uint32_t>(t);
   }
 

@@ -70,6 +70,14 @@ TEST(ParameterText, TextsAtTheLawsEdges) {
   EXPECT_EQ(textOf(1, v), "37%");
   ASSERT_TRUE(parameterValueFromText(2, "100", v));
   EXPECT_EQ(static_cast<float>(v), 1.0f);
+  // Numbers beyond the range are held to it, as the editor holds typed ones.
+  ASSERT_TRUE(parameterValueFromText(4, "100.6%", v));
+  EXPECT_EQ(v, 1.0);
+  ASSERT_TRUE(parameterValueFromText(1, "-0.4", v));
+  EXPECT_EQ(textOf(1, v), "0%");
+  ASSERT_TRUE(parameterValueFromText(3, "12.01dB", v));
+  EXPECT_EQ(textOf(3, v), "12.00dB");
+  EXPECT_LE(v, 1.0);
 }
 
 TEST(ParameterText, WhatIsNoValueIsRefusedAndLeavesEverythingAlone) {

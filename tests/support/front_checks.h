@@ -157,20 +157,4 @@ inline std::vector<BadState> badStates(const std::vector<unsigned char>& good) {
   return bad;
 }
 
-// The last frame at or above −120 dBFS after a 0 dBFS burst ends;
-// `process(in, out, frames)` runs one block through the front.
-template <typename Process>
-std::int64_t lastAudibleFrame(Process&& process, std::int64_t frames) {
-  constexpr int kBlock = 4096;
-  StereoBuffer in(kBlock), out(kBlock);
-  std::int64_t last = -1;
-  for (std::int64_t pos = -kBlock * 11; pos < frames; pos += kBlock) {
-    for (int i = 0; i < kBlock; ++i) in.left[i] = in.right[i] = pos < 0 ? ((i / 37) % 2 ? 1.0f : -1.0f) : 0.0f;
-    process(in.channels(), out.channels(), kBlock);
-    for (int i = 0; i < kBlock; ++i)
-      if (pos >= 0 && (std::fabs(out.left[i]) >= 1e-6f || std::fabs(out.right[i]) >= 1e-6f)) last = pos + i;
-  }
-  return last;
-}
-
 }  // namespace korro::test
