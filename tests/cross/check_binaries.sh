@@ -11,8 +11,8 @@ shift 2
 runtime='^(libc\.so\.6|libm\.so\.6|libstdc\+\+\.so\.6|libgcc_s\.so\.1|ld-linux-[a-z0-9-]+\.so\.[0-9])$'
 failed=0
 fail() { echo "$bin: $*" >&2; failed=1; }
-for spec in "$@"; do
-  bin=${spec%=*}
+for entry in "$@"; do
+  bin=${entry%=*}
   description=$(file -b "$bin")
   [[ $description == *"$words"* ]] || fail "file says: $description"
   readelf -h "$bin" | grep -Eq "Machine:[[:space:]]+$machine\$" || fail "readelf: $(readelf -h "$bin" | grep Machine:)"
@@ -24,7 +24,7 @@ for spec in "$@"; do
   [ -z "$extra" ] || fail "needs more than the C/C++ runtime: $extra"
   exports=$(readelf --dyn-syms -W "$bin" | awk '$7 != "UND" && ($5 == "GLOBAL" || $5 == "WEAK") { print $8 }' |
     sort | paste -sd,)
-  [ "$exports" = "${spec##*=}" ] || fail "exports $exports"
+  [ "$exports" = "${entry##*=}" ] || fail "exports $exports"
   echo "$(basename "$bin"): $description; needs $(paste -sd' ' <<<"$needed"); exports $exports"
 done
 exit $failed
