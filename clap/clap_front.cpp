@@ -92,7 +92,11 @@ class ClapReverb {
     plugin_.stopProcessing = [](const Plugin* p) { self(p)->setProcessing(false); };
     plugin_.reset = [](const Plugin* p) { self(p)->reset(); };
     plugin_.process = [](const Plugin* p, const Process* process) { return self(p)->process(process); };
-    plugin_.getExtension = [](const Plugin*, const char* id) { return extension(id); };
+    plugin_.getExtension = [](const Plugin* p, const char* id) {
+      // A build without editors offers neither the GUI nor the timer that idles it.
+      const bool editorOnly = id && (std::strcmp(id, kGuiId) == 0 || std::strcmp(id, kTimerSupportId) == 0);
+      return editorOnly && !(self(p)->record_->flags & effFlagsHasEditor) ? nullptr : extension(id);
+    };
     plugin_.onMainThread = [](const Plugin*) {};
 
     effect_ = new ReverbEffect(&ClapReverb::effectCallback, &createReverbEditor);

@@ -7,7 +7,9 @@ namespace korro {
 bool InputStage::useIsa(Isa isa) {
   if (!isaAvailable(isa)) return false;
   isa_ = isa;
+#if KORRO_X86_KERNELS
   decimate_ = isa == Isa::Avx2 ? half_rate_kernels::decimateAvx2 : half_rate_kernels::decimateSse2;
+#endif
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 namespace korro {
 
+#if KORRO_X86_KERNELS
 bool isaAvailable(Isa isa) {
   __builtin_cpu_init();
   switch (isa) {
@@ -15,5 +16,10 @@ bool isaAvailable(Isa isa) {
 }
 
 Isa bestIsa() { return isaAvailable(Isa::Avx2) ? Isa::Avx2 : Isa::Sse2; }
+#else
+bool isaAvailable(Isa isa) { return isa == Isa::Plain; }
+
+Isa bestIsa() { return Isa::Plain; }
+#endif
 
 }  // namespace korro

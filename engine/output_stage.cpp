@@ -8,7 +8,9 @@ namespace korro {
 bool OutputStage::useIsa(Isa isa) {
   if (!isaAvailable(isa)) return false;
   isa_ = isa;
+#if KORRO_X86_KERNELS
   output_ = isa == Isa::Avx2 ? half_rate_kernels::outputAvx2 : half_rate_kernels::outputSse2;
+#endif
   return true;
 }
 

@@ -19,8 +19,12 @@ int readPosition(int writePos, double length) {
 bool SpringTank::useIsa(Isa isa) {
   if (!available(isa)) return false;
   isa_ = isa;
+#if KORRO_X86_KERNELS
   constexpr TankKernel kernels[] = {tank_kernels::processPlain, tank_kernels::processSse2, tank_kernels::processAvx2};
   kernel_ = kernels[static_cast<int>(isa)];
+#else
+  kernel_ = tank_kernels::processPlain;
+#endif
   return true;
 }
 

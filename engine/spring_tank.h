@@ -83,7 +83,7 @@ class SpringTank {
   TankState state_;
   Derived derived_;
   TankKernel kernel_ = nullptr;
-  Isa isa_ = Isa::Sse2;
+  Isa isa_ = Isa::Plain;
 };
 
 }  // namespace korro

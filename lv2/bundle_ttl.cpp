@@ -1,7 +1,8 @@
 // Writes the bundle's Turtle files: the manifest, the plug-in with its ports,
 // and one preset per factory program. Names and values are read from the
 // effect itself, through the calls a host makes, so they cannot drift from it.
-//   korro-lv2-ttl BUNDLE_DIR BINARY_NAME UI_BINARY_NAME
+//   korro-lv2-ttl BUNDLE_DIR BINARY_NAME [UI_BINARY_NAME]
+// Without a UI binary the bundle declares no UI and hosts show their own controls.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -128,12 +129,13 @@ std::string manifest(const EffectFacts& facts, const std::string& binary, const 
   o << kPrefixes << pluginUri() << "\n\ta lv2:Plugin ;\n\tlv2:binary <" << binary
     << "> ;\n\trdfs:seeAlso <korro-tarrow.ttl> .\n";
   // The editor needs the host's window and its idle calls; it reads the peak port for its meter.
-  o << "\n"
-    << uiUri() << "\n\ta ui:X11UI ;\n\tui:binary <" << uiBinary
-    << "> ;\n\tlv2:requiredFeature ui:parent , ui:idleInterface ;\n\tlv2:optionalFeature ui:touch , ui:resize , opts:options , urid:map ;\n"
-       "\topts:supportedOption ui:scaleFactor ;\n"
-       "\tlv2:extensionData ui:idleInterface ;\n\tui:portNotification [\n\t\tui:plugin "
-    << pluginUri() << " ;\n\t\tlv2:symbol \"peak\" ;\n\t\tui:notifyType ui:floatProtocol\n\t] .\n";
+  if (!uiBinary.empty())
+    o << "\n"
+      << uiUri() << "\n\ta ui:X11UI ;\n\tui:binary <" << uiBinary
+      << "> ;\n\tlv2:requiredFeature ui:parent , ui:idleInterface ;\n\tlv2:optionalFeature ui:touch , ui:resize , opts:options , urid:map ;\n"
+         "\topts:supportedOption ui:scaleFactor ;\n"
+         "\tlv2:extensionData ui:idleInterface ;\n\tui:portNotification [\n\t\tui:plugin "
+      << pluginUri() << " ;\n\t\tlv2:symbol \"peak\" ;\n\t\tui:notifyType ui:floatProtocol\n\t] .\n";
   for (const Program& p : facts.programs)
     o << "\n"
       << presetUri(p) << "\n\ta pset:Preset ;\n\tlv2:appliesTo " << pluginUri()
@@ -170,7 +172,7 @@ void controlPort(std::ostringstream& o, const ControlPort& c, float start) {
   o << "\n\t]";
 }
 
-std::string plugin(const EffectFacts& facts) {
+std::string plugin(const EffectFacts& facts, bool withUi) {
   std::ostringstream o;
   o << kPrefixes << "<" << facts.vendor << ">\n\ta doap:Project ;\n\tdoap:name " << quoted(facts.name)
     << " ;\n\tdoap:homepage <" << facts.vendor << "> ;\n\tdoap:maintainer [\n\t\tfoaf:name " << quoted(facts.name)
@@ -178,7 +180,7 @@ std::string plugin(const EffectFacts& facts) {
     << pluginUri() << "\n\ta lv2:Plugin , lv2:ReverbPlugin ;\n\tdoap:name " << quoted(facts.name)
     << " ;\n\trdfs:comment " << quoted(facts.product) << " ;\n\tlv2:project <" << facts.vendor << "> ;\n"
     << "\tlv2:minorVersion " << korro::kVersionMinor << " ;\n\tlv2:microVersion " << korro::kVersionPatch
-    << " ;\n\tui:ui " << uiUri() << " ;\n"
+    << " ;\n" << (withUi ? "\tui:ui " + uiUri() + " ;\n" : "")
     << "\tlv2:optionalFeature lv2:hardRTCapable , opts:options , urid:map ;\n"
     << "\topts:supportedOption bufsz:maxBlockLength ;\n\tlv2:port ";
   audioPort(o, kInputLeft, true, "in_l", "Left In");
@@ -227,15 +229,16 @@ void writeFile(const std::string& path, const std::string& content) {
 
 int main(int argc, char** argv) {
   using namespace korro::lv2;
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: korro-lv2-ttl BUNDLE_DIR BINARY_NAME UI_BINARY_NAME\n");
+  if (argc != 3 && argc != 4) {
+    std::fprintf(stderr, "usage: korro-lv2-ttl BUNDLE_DIR BINARY_NAME [UI_BINARY_NAME]\n");
     return 2;
   }
   try {
     const EffectFacts facts = readEffect();
     const std::string dir = argv[1];
-    writeFile(dir + "/manifest.ttl", manifest(facts, argv[2], argv[3]));
-    writeFile(dir + "/korro-tarrow.ttl", plugin(facts));
+    const std::string ui = argc == 4 ? argv[3] : "";
+    writeFile(dir + "/manifest.ttl", manifest(facts, argv[2], ui));
+    writeFile(dir + "/korro-tarrow.ttl", plugin(facts, !ui.empty()));
     writeFile(dir + "/presets.ttl", presets(facts));
   } catch (const std::exception& e) {
     std::fprintf(stderr, "korro-lv2-ttl: %s\n", e.what());

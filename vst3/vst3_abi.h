@@ -231,7 +231,9 @@ struct ProcessData {
   void* outputEvents;
   void* context;
 };
-static_assert(sizeof(ProcessSetup) == 24 && sizeof(AudioBusBuffers) == 24 && sizeof(ProcessData) == 80);
+static_assert(sizeof(ProcessSetup) == 24 && sizeof(AudioBusBuffers) == 24);
+// Seven pointers after five int32: natural alignment on 64 and on 32 bits (ARMv7).
+static_assert(sizeof(ProcessData) == (sizeof(void*) == 8 ? 80 : 48));
 
 struct AudioProcessorTable {
   KORRO_VST3_UNKNOWN_SLOTS

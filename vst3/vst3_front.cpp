@@ -424,6 +424,7 @@ class Reverb {
 
   void* createView(const char* name) {
     if (name && std::strcmp(name, "editor") != 0) return nullptr;
+    if (!(record_->flags & effFlagsHasEditor)) return nullptr;  // a build without editors
     auto* view = new (std::nothrow) View(this);
     void* face = nullptr;
     if (view) {

@@ -201,8 +201,13 @@ TEST_P(AnyTank, NonPositiveFrameCountsTouchNothing) {
     for (const Ring& r : tankRings(tank.lines(c))) EXPECT_TRUE(std::equal(r.begin(), r.end(), rings[k++].begin()));
 }
 
+#if KORRO_X86_KERNELS
 INSTANTIATE_TEST_SUITE_P(Isa, VectorisedTank, ::testing::Values(Isa::Sse2, Isa::Avx2), isaName);
 INSTANTIATE_TEST_SUITE_P(Isa, AnyTank, ::testing::Values(Isa::Plain, Isa::Sse2, Isa::Avx2), isaName);
+#else
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(VectorisedTank);
+INSTANTIATE_TEST_SUITE_P(Isa, AnyTank, ::testing::Values(Isa::Plain), isaName);
+#endif
 
 // A tank as resume leaves it, with Decay and Damp set for the next block.
 struct Tank {
