@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "hosted_effect.h"
+#include "shell/hosted_effect.h"
 #include "korro/version.h"
 #include "ports.h"
 
