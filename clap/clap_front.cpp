@@ -12,9 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
-#include <vector>
 
 #include "clap_abi.h"
 #include "korro/version.h"

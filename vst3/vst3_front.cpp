@@ -18,10 +18,9 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <vector>
 
-#include "korro/version.h"
 #include "change_list.h"
+#include "korro/version.h"
 #include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"

@@ -44,13 +44,10 @@ struct AudioSide {
   bool finite = true;
 
   template <typename Call>
-  auto call(Call&& c) {
+  void call(Call&& c) {
     inCall.store(true);
-    struct Leave {
-      std::atomic<bool>& flag;
-      ~Leave() { flag.store(false); }
-    } leave{inCall};
-    return c();
+    c();
+    inCall.store(false);
   }
   void check(const StereoBuffer& out, int frames) {
     for (int i = 0; i < frames; ++i) finite = finite && std::isfinite(out.left[i]) && std::isfinite(out.right[i]);
@@ -74,9 +71,9 @@ struct MainSide {
 
 void report(const char* front, const AudioSide& a, const MainSide& m) {
   std::printf(
-      "%s: %ld blocks, %ld events, %ld resets, %ld activation toggles, %ld rate changes; %ld state loads, %ld "
-      "preset loads or program picks, %ld of them during an audio-thread call; %ld reads, %ld controller writes, "
-      "%ld editor cycles\n",
+      "%s: %ld blocks, %ld events, %ld resets, %ld activation toggles, %ld re-activations at another rate; "
+      "%ld state loads, %ld preset loads or program picks, %ld of them during an audio-thread call; %ld reads, "
+      "%ld controller writes, %ld editor cycles\n",
       front, a.blocks, a.events, a.resets, a.toggles, a.rates, m.loads, m.picks, m.overlapping, m.reads, m.writes,
       m.editorCycles);
   EXPECT_GT(a.blocks, 100);
@@ -90,30 +87,6 @@ void report(const char* front, const AudioSide& a, const MainSide& m) {
 double valueOf(std::uint32_t n) { return static_cast<double>((n * 2654435761u) >> 8) / 16777216.0; }
 
 // ---------------------------------------------------------------- CLAP
-
-struct ClapEvents {
-  std::vector<clap::ParamValueEvent> events;
-  clap::InputEvents in{this, [](const clap::InputEvents* l) {
-                         return static_cast<std::uint32_t>(static_cast<ClapEvents*>(l->ctx)->events.size());
-                       },
-                       [](const clap::InputEvents* l, std::uint32_t i) -> const clap::EventHeader* {
-                         return &static_cast<ClapEvents*>(l->ctx)->events[i].header;
-                       }};
-  // `count` changes spread over the block, the five parameters in turn.
-  void make(std::uint32_t frames, int count, std::uint32_t seed) {
-    events.resize(static_cast<std::size_t>(count));
-    for (int k = 0; k < count; ++k) {
-      clap::ParamValueEvent& e = events[static_cast<std::size_t>(k)];
-      e = {};
-      e.header = {sizeof e, static_cast<std::uint32_t>(k) * frames / static_cast<std::uint32_t>(count),
-                  clap::kCoreEventSpace, clap::kParamValueEvent, 0};
-      e.paramId = static_cast<clap::Id>(k % 5);
-      e.noteId = -1;
-      e.portIndex = e.channel = e.key = -1;
-      e.value = valueOf(seed + static_cast<std::uint32_t>(k));
-    }
-  }
-};
 
 TEST(FrontThreads, ClapAudioAndMainThreadAtOnce) {
   HostWindow window;
@@ -137,10 +110,8 @@ TEST(FrontThreads, ClapAudioAndMainThreadAtOnce) {
   std::thread audioThread([&] {
     StereoBuffer in(4096), out(4096);
     for (int i = 0; i < 4096; ++i) in.left[i] = in.right[i] = 0.5f * std::sin(0.03f * static_cast<float>(i));
-    ClapEvents events;
-    events.events.reserve(kDensePoints);
+    std::vector<ClapInstance::Change> events;
     std::uint32_t seed = 1;
-    clap::OutputEvents sink{nullptr, [](const clap::OutputEvents*, const clap::EventHeader*) { return true; }};
     p->startProcessing(p);
     while (!audio.stop.load()) {
       if (hold.load() == 1) {
@@ -152,17 +123,16 @@ TEST(FrontThreads, ClapAudioAndMainThreadAtOnce) {
       }
       const std::uint32_t n = frames.load();
       const int count = audio.blocks % kDenseEvery == 5 ? kDensePoints : static_cast<int>(audio.blocks % 4);
-      events.make(n, count, seed += 7);
-      clap::AudioBuffer ib{in.channels(), nullptr, 2, 0, 0}, ob{out.channels(), nullptr, 2, 0, 0};
-      clap::Process pr{-1, n, nullptr, &ib, &ob, 1, 1, &events.in, &sink};
-      audio.call([&] { return p->process(p, &pr); });
+      events.clear();
+      seed += 7;
+      for (int k = 0; k < count; ++k)
+        events.push_back({static_cast<std::uint32_t>(k) * n / static_cast<std::uint32_t>(count),
+                          static_cast<clap::Id>(k % 5), valueOf(seed + static_cast<std::uint32_t>(k))});
+      audio.call([&] { return fx.process(in.channels(), out.channels(), n, events); });
       audio.check(out, static_cast<int>(n));
       audio.events += count;
       if (++audio.blocks % 5 == 0) {
-        audio.call([&] {
-          p->reset(p);
-          return 0;
-        });
+        audio.call([&] { p->reset(p); });
         ++audio.resets;
       }
     }
@@ -175,22 +145,12 @@ TEST(FrontThreads, ClapAudioAndMainThreadAtOnce) {
   ASSERT_TRUE(other.activate(48000, 256));
   StereoBuffer in(256), out(256);
   other.process(in.channels(), out.channels(), 256, {{0, 1, 0.9}, {0, 2, 0.8}, {0, 4, 0.3}});
-  struct Bytes {
-    std::vector<unsigned char> bytes;
-    std::size_t pos = 0;
+  auto save = [&](const clap::Plugin* plugin) {
+    MemoryStream s;
+    EXPECT_TRUE(state->save(plugin, &s.out));
+    return s.bytes;
   };
-  auto save = [](const clap::Plugin* plugin, const clap::PluginState* s) {
-    Bytes b;
-    clap::OutputStream os{&b, [](const clap::OutputStream* o, const void* data, std::uint64_t size) -> std::int64_t {
-                            auto* d = static_cast<const unsigned char*>(data);
-                            static_cast<Bytes*>(o->ctx)->bytes.insert(static_cast<Bytes*>(o->ctx)->bytes.end(), d,
-                                                                      d + size);
-                            return static_cast<std::int64_t>(size);
-                          }};
-    EXPECT_TRUE(s->save(plugin, &os));
-    return b.bytes;
-  };
-  const std::vector<unsigned char> otherState = save(other.plugin(), state);
+  const std::vector<unsigned char> otherState = save(other.plugin());
 
   MainSide main;
   const std::uint32_t rates[][2] = {{48000, 256}, {96000, 1024}, {44100, 512}};
@@ -198,16 +158,10 @@ TEST(FrontThreads, ClapAudioAndMainThreadAtOnce) {
     switch (i % 8) {
       case 0:
       case 4: {
-        Bytes b{i % 16 == 0 ? otherState : save(p, state)};
-        clap::InputStream is{&b, [](const clap::InputStream* s, void* data, std::uint64_t size) -> std::int64_t {
-                               auto* m = static_cast<Bytes*>(s->ctx);
-                               const std::size_t n = std::min<std::size_t>(size, m->bytes.size() - m->pos);
-                               if (n) std::memcpy(data, m->bytes.data() + m->pos, n);
-                               m->pos += n;
-                               return static_cast<std::int64_t>(n);
-                             }};
+        MemoryStream s;
+        s.bytes = i % 16 == 0 ? otherState : save(p);
         main.started(audio);
-        EXPECT_TRUE(state->load(p, &is));
+        EXPECT_TRUE(state->load(p, &s.in));
         ++main.loads;
         break;
       }
@@ -394,16 +348,19 @@ TEST(FrontThreads, Vst3QueuesRenderTheSameWhateverTheControllerWrites) {
     Instance fx(builtVst3());
     EXPECT_TRUE(fx.start(48000, kFrames));
     std::atomic<bool> done{false};
+    std::atomic<std::uint32_t> writes{0};
     std::thread ui;
-    if (writing)
+    if (writing) {
       ui = std::thread([&] {
         auto* c = fx.controller;
-        for (std::uint32_t n = 0; !done.load(); ++n) {
+        for (std::uint32_t n = 0; !done.load(); writes.store(++n)) {
           c->table->setParamNormalized(c, n % 5, valueOf(n));
           if (n % 7 == 0) c->table->setParamNormalized(c, kProgram, static_cast<double>(n / 7 % 8) / 7.0);
           fx.value(n % 5);
         }
       });
+      while (writes.load() < 100) std::this_thread::yield();
+    }
     StereoBuffer in(kFrames), out(kFrames * kBlocks);
     Changes changes;
     for (int b = 0; b < kBlocks; ++b) {
