@@ -772,6 +772,12 @@ TEST(Vst3Plugin, DenseAutomationKeepsEveryParametersLastPoint) {
   renderVst3(fx, {dense}, in);
   const std::vector<double> last = lastValues(dense);
   for (ParamId i = 0; i < 5; ++i) EXPECT_EQ(fx.value(i), static_cast<float>(last[i])) << i;
+  // A parameter's one point among thousands of others'.
+  Block lone{4096, {{7, 4, 0.125}}};
+  for (int k = 0; k < 3000; ++k) lone.points.push_back({k, static_cast<ParamId>(1 + k % 3), k / 4096.0});
+  renderVst3(fx, {lone}, in);
+  EXPECT_EQ(fx.value(4), 0.125);
+  EXPECT_EQ(fx.value(3), static_cast<float>(2999 / 4096.0));
 }
 
 // ---------------------------------------------------------------- editor
