@@ -2,21 +2,23 @@
 // exports, driven through its own record as a VST 2 host drives it. Events
 // split a block at their time, so a render equals the VST 2 module fed the
 // same pieces.
+//
+// Threads: the main thread activates and deactivates, loads states and
+// presets (handed to the audio side, see shell/hosted_effect.h) and runs the
+// editor; process, reset and flush (the audio thread's while active) are the
+// only calls that change the effect.
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
-#include <vector>
 
 #include "clap_abi.h"
 #include "korro/version.h"
-#include "shell/front_buffers.h"
+#include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
-#include "shell/state_stream.h"
 #include "shell/tail.h"
 
 #if defined(_WIN32)
@@ -45,41 +47,9 @@ const PluginDescriptor kDescriptor = {
     kAbiVersion, kPluginId, "Korro Tarrow", "Korro Tarrow", kVendorUrl, kVendorUrl, kVendorUrl, kProjectVersion,
     "Stereo spring reverb", kFeatures};
 
-// What the editor did, handed from the UI thread to whoever next processes
-// or flushes: one writer, one reader, no lock.
-struct Gesture {
-  enum Kind : std::uint8_t { Begin, Value, End } kind;
-  std::int32_t index;
-  float value;
-};
-
-class GestureQueue {
+class ClapReverb final : public HostSide {
  public:
-  bool push(const Gesture& g) {
-    const std::uint32_t head = head_.load(std::memory_order_relaxed);
-    if (head - tail_.load(std::memory_order_acquire) >= kSize) return false;
-    slots_[head % kSize] = g;
-    head_.store(head + 1, std::memory_order_release);
-    return true;
-  }
-  bool pop(Gesture& g) {
-    const std::uint32_t tail = tail_.load(std::memory_order_relaxed);
-    if (tail == head_.load(std::memory_order_acquire)) return false;
-    g = slots_[tail % kSize];
-    tail_.store(tail + 1, std::memory_order_release);
-    return true;
-  }
-
- private:
-  static constexpr std::uint32_t kSize = 512;
-  Gesture slots_[kSize]{};
-  std::atomic<std::uint32_t> head_{0};
-  std::atomic<std::uint32_t> tail_{0};
-};
-
-class ClapReverb {
- public:
-  explicit ClapReverb(const Host* host) : host_(host) {
+  explicit ClapReverb(const Host* host) : host_(host), effect_(0, &createReverbEditor, this) {
     plugin_.desc = &kDescriptor;
     plugin_.pluginData = this;
     plugin_.init = [](const Plugin* p) { return self(p)->init(); };
@@ -95,19 +65,13 @@ class ClapReverb {
     plugin_.getExtension = [](const Plugin* p, const char* id) {
       // A build without editors offers neither the GUI nor the timer that idles it.
       const bool editorOnly = id && (std::strcmp(id, kGuiId) == 0 || std::strcmp(id, kTimerSupportId) == 0);
-      return editorOnly && !(self(p)->record_->flags & effFlagsHasEditor) ? nullptr : extension(id);
+      return editorOnly && !(self(p)->effect_.record().flags & effFlagsHasEditor) ? nullptr : extension(id);
     };
     plugin_.onMainThread = [](const Plugin*) {};
-
-    effect_ = new ReverbEffect(&ClapReverb::effectCallback, &createReverbEditor);
-    record_ = effect_->getAeffect();
-    // The host's own field of the effect record: how its callback finds this front.
-    record_->user = this;
   }
   ~ClapReverb() {
     if (guiCreated_) destroyGui();
     if (active_) deactivate();
-    dispatch(effClose);  // deletes the effect
   }
   ClapReverb(const ClapReverb&) = delete;
   ClapReverb& operator=(const ClapReverb&) = delete;
@@ -119,7 +83,6 @@ class ClapReverb {
 
   bool init() {
     hostParams_ = hostExtension<HostParams>(kParamsId);
-    hostState_ = hostExtension<HostState>(kStateId);
     hostTail_ = hostExtension<HostTail>(kTailId);
     hostGui_ = hostExtension<HostGui>(kGuiId);
     hostTimers_ = hostExtension<HostTimerSupport>(kTimerSupportId);
@@ -129,50 +92,40 @@ class ClapReverb {
   }
 
   bool activate(double rate, std::uint32_t /*minFrames*/, std::uint32_t maxFrames) {
-    if (active_ || maxFrames == 0) return false;
-    if (!buffers_.prepare(static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20)))) return false;
-    rate_ = rate;
-    dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
-    dispatch(effSetBlockSize, 0, buffers_.maxFrames());
-    dispatch(effMainsChanged, 0, 1);
-    effect_->emptyScratch();
+    if (active_.load(kRelaxed) || maxFrames == 0) return false;
+    const auto frames = static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20));
+    if (!effect_.prepare(frames) || !effect_.activate(static_cast<float>(rate), frames)) return false;
+    rate_.store(rate, kRelaxed);
     reportedTail_ = currentTail();
-    active_ = true;
+    active_.store(true, kRelaxed);
     return true;
   }
 
   void deactivate() {
-    if (!active_) return;
-    dispatch(effMainsChanged, 0, 0);
-    active_ = false;
-    processing_.store(false, std::memory_order_relaxed);
+    if (!active_.load(kRelaxed)) return;
+    effect_.deactivate();
+    active_.store(false, kRelaxed);
   }
 
-  bool setProcessing(bool on) {
-    if (on && !active_) return false;
-    processing_.store(on, std::memory_order_relaxed);
-    return true;
-  }
+  bool setProcessing(bool on) { return !on || active_.load(kRelaxed); }
 
-  // Suspend and resume, and the scratch emptied: what follows is what a new
-  // instance would give. The scratch buffers keep their size, so nothing allocates.
+  // What follows is what a new instance would give. Nothing allocates.
   void reset() {
-    if (!active_) return;
-    dispatch(effMainsChanged, 0, 0);
-    dispatch(effMainsChanged, 0, 1);
-    effect_->emptyScratch();
+    if (active_.load(kRelaxed)) effect_.reset();
   }
 
   // ------------------------------------------------------------ audio
 
   std::int32_t process(const Process* p) {
-    if (!active_ || !p) return kProcessError;
+    if (!active_.load(kRelaxed) || !p) return kProcessError;
     const std::int32_t frames = static_cast<std::int32_t>(std::min<std::uint32_t>(p->framesCount, INT32_MAX));
 
+    effect_.beginBlock();
+    deliverEdits(p->outEvents);
     const AudioBuffer* ib = p->audioInputsCount > 0 ? p->audioInputs : nullptr;
     const AudioBuffer* ob = p->audioOutputsCount > 0 ? p->audioOutputs : nullptr;
-    buffers_.bind(ib ? ib->data32 : nullptr, ib ? ib->channelCount : 0, ob ? ob->data32 : nullptr,
-                  ob ? ob->channelCount : 0);
+    effect_.buffers().bind(ib ? ib->data32 : nullptr, ib ? ib->channelCount : 0, ob ? ob->data32 : nullptr,
+                           ob ? ob->channelCount : 0);
 
     const InputEvents* events = p->inEvents;
     const std::uint32_t count = events && events->size && events->get ? events->size(events) : 0;
@@ -184,14 +137,13 @@ class ClapReverb {
       const auto at = static_cast<std::int32_t>(
           std::min<std::uint32_t>(change->header.time, static_cast<std::uint32_t>(frames)));
       if (at > done) {
-        buffers_.run(record_, done, at - done);
+        effect_.run(done, at - done);
         done = at;
       }
       apply(change);
     }
-    if (frames > done) buffers_.run(record_, done, frames - done);
-
-    sendGestures(p->outEvents);
+    if (frames > done) effect_.run(done, frames - done);
+    effect_.endBlock();
     reportTail();
     return kProcessTail;
   }
@@ -215,16 +167,19 @@ class ClapReverb {
 
   bool paramValue(Id id, double* value) {
     if (!findParameter(static_cast<std::int32_t>(id)) || !value) return false;
-    *value = record_->getParameter(record_, static_cast<std::int32_t>(id));
+    *value = effect_.value(static_cast<std::int32_t>(id));
     return true;
   }
 
+  // The audio thread's while active, the main thread's otherwise: never beside process.
   void flush(const InputEvents* in, const OutputEvents* out) {
+    effect_.beginBlock();
+    deliverEdits(out);
     const std::uint32_t count = in && in->size && in->get ? in->size(in) : 0;
     for (std::uint32_t e = 0; e < count; ++e)
       if (const ParamValueEvent* change = parameterChange(in->get(in, e))) apply(change);
-    sendGestures(out);
-    if (active_) reportTail();
+    effect_.endBlock();
+    if (active_.load(kRelaxed)) reportTail();
   }
 
   // ------------------------------------------------------------ state and presets
@@ -238,7 +193,7 @@ class ClapReverb {
       }
     } writer;
     writer.s = stream;
-    return saveEffectState(*effect_, writer);
+    return effect_.save(writer);
   }
 
   bool load(const InputStream* stream) {
@@ -250,7 +205,7 @@ class ClapReverb {
       }
     } reader;
     reader.s = stream;
-    if (!loadEffectState(*effect_, reader)) return false;
+    if (!effect_.load(reader)) return false;
     if (hostParams_ && hostParams_->rescan) hostParams_->rescan(host_, kRescanValues | kRescanText);
     return true;
   }
@@ -264,8 +219,8 @@ class ClapReverb {
         hostPresetLoad_->onError(host_, kind, nullptr, loadKey, 0, "no such factory program");
       return false;
     }
-    // While active the engine restarts at the audio thread's next block.
-    dispatch(effSetProgram, 0, program);
+    // The engine restarts at the audio side's next block or activation.
+    effect_.selectProgram(static_cast<std::int32_t>(program));
     if (hostParams_ && hostParams_->rescan) hostParams_->rescan(host_, kRescanValues | kRescanText);
     if (hostPresetLoad_ && hostPresetLoad_->loaded) hostPresetLoad_->loaded(host_, kind, nullptr, loadKey);
     return true;
@@ -342,7 +297,7 @@ class ClapReverb {
 
   std::intptr_t dispatch(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0, void* ptr = nullptr,
                          float opt = 0.0f) {
-    return record_->dispatcher(record_, opcode, index, value, ptr, opt);
+    return effect_.dispatch(opcode, index, value, ptr, opt);
   }
 
   static const void* extension(const char* id);
@@ -356,30 +311,73 @@ class ClapReverb {
   }
 
   void apply(const ParamValueEvent* e) {
-    record_->setParameter(record_, static_cast<std::int32_t>(e->paramId), static_cast<float>(e->value));
+    effect_.change(static_cast<std::int32_t>(e->paramId), static_cast<float>(e->value));
   }
 
-  void sendGestures(const OutputEvents* out) {
-    Gesture g;
-    while (gestures_.pop(g)) {
-      if (!out || !out->tryPush) continue;  // nowhere to send them: dropped rather than kept for ever
-      const std::uint32_t id = static_cast<std::uint32_t>(g.index);
-      if (g.kind == Gesture::Value) {
+  // ---- The editor's edits: each parameter's gestures, counted on the main
+  // thread and delivered by the audio side, so none is lost and an end is
+  // never dropped: gestures that meet in one block go out as one, values
+  // coalesce to the latest, and what the host's list refuses waits.
+
+  void beginEdit(std::int32_t index) override { edited(begun_[index]); }
+  void edit(std::int32_t index, float value) override {
+    edited_[index].store(value, kRelaxed);
+    edited(edits_[index]);
+  }
+  void endEdit(std::int32_t index) override { edited(ended_[index]); }
+  bool resizeEditor(std::int32_t width, std::int32_t height) override {
+    return hostGui_ && hostGui_->requestResize &&
+           hostGui_->requestResize(host_, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
+  }
+
+  void edited(std::atomic<std::uint32_t>& count) {
+    count.fetch_add(1, std::memory_order_release);
+    // The host hears of it at its next process or flush, soon even with the transport stopped.
+    if (hostParams_ && hostParams_->requestFlush) hostParams_->requestFlush(host_);
+  }
+
+  void deliverEdits(const OutputEvents* out) {
+    constexpr auto acquire = std::memory_order_acquire;
+    for (std::int32_t i = 0; i < kParameterCount; ++i) {
+      // Ends before begins: an end read means its begin is there to read.
+      const std::uint32_t ended = ended_[i].load(acquire), begun = begun_[i].load(acquire);
+      const std::uint32_t edits = edits_[i].load(acquire);
+      const float value = edited_[i].load(kRelaxed);
+      if (edits != applied_[i]) {
+        applied_[i] = edits;
+        effect_.change(i, value);
+      }
+      Delivery& d = delivered_[i];
+      if (!out || !out->tryPush) {  // nowhere to send them
+        d = {false, begun, edits};
+        continue;
+      }
+      const auto id = static_cast<std::uint32_t>(i);
+      if (!d.open && begun != d.begun) {
+        if (!push(out, kParamGestureBegin, id)) continue;
+        d.open = true;
+      }
+      if (d.open && edits != d.edits) {
         ParamValueEvent e{{sizeof(ParamValueEvent), 0, kCoreEventSpace, kParamValueEvent, 0}, id, nullptr, -1, -1,
-                          -1, -1, static_cast<double>(g.value)};
-        out->tryPush(out, &e.header);
-      } else {
-        ParamGestureEvent e{{sizeof(ParamGestureEvent), 0, kCoreEventSpace,
-                             g.kind == Gesture::Begin ? kParamGestureBegin : kParamGestureEnd, 0},
-                            id};
-        out->tryPush(out, &e.header);
+                          -1, -1, static_cast<double>(value)};
+        if (!out->tryPush(out, &e.header)) continue;
+        d.edits = edits;
+      }
+      if (d.open && ended == begun) {
+        if (!push(out, kParamGestureEnd, id)) continue;
+        d = {false, begun, d.edits};
       }
     }
   }
 
+  static bool push(const OutputEvents* out, std::uint16_t type, std::uint32_t id) {
+    ParamGestureEvent e{{sizeof(ParamGestureEvent), 0, kCoreEventSpace, type, 0}, id};
+    return out->tryPush(out, &e.header);
+  }
+
   std::int32_t currentTail() const {
-    return tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
-                      effect_->engineValue(kOutput), effect_->engineValue(kMix));
+    return tailFrames(rate_.load(kRelaxed), effect_.engineValue(kDecay), effect_.engineValue(kDamp),
+                      effect_.engineValue(kOutput), effect_.engineValue(kMix));
   }
 
   // From the audio thread only, as the host expects.
@@ -405,62 +403,35 @@ class ClapReverb {
   HWND timerWindow_ = nullptr;
 #endif
 
-  // The effect's host: its block size question, and the editor's gestures.
-  static std::intptr_t KORRO_CDECL effectCallback(AEffect* effect, std::int32_t opcode, std::int32_t index,
-                                                  std::intptr_t value, void* /*ptr*/, float opt) {
-    // Asked while the effect is still being built, before the record knows this front.
-    auto* front = effect ? static_cast<ClapReverb*>(effect->user) : nullptr;
-    switch (opcode) {
-      case audioMasterVersion:
-        return 2400;
-      case audioMasterGetBlockSize:
-        return front ? front->buffers_.maxFrames() : 0;
-      case audioMasterAutomate:
-        if (front) front->gesture({Gesture::Value, index, opt});
-        return 0;
-      case audioMasterBeginEdit:
-        if (front) front->gesture({Gesture::Begin, index, 0.0f});
-        return 0;
-      case audioMasterEndEdit:
-        if (front) front->gesture({Gesture::End, index, 0.0f});
-        return 0;
-      case audioMasterSizeWindow:
-        if (front && front->hostGui_ && front->hostGui_->requestResize)
-          return front->hostGui_->requestResize(front->host_, static_cast<std::uint32_t>(index),
-                                                static_cast<std::uint32_t>(value))
-                     ? 1
-                     : 0;
-        return 0;
-      default:
-        return 0;  // audioMasterPinConnected: 0 means connected
-    }
-  }
-
-  void gesture(const Gesture& g) {
-    gestures_.push(g);
-    // Stopped transport: ask for a flush so the host hears of it now.
-    if (!processing_.load(std::memory_order_relaxed) && hostParams_ && hostParams_->requestFlush)
-      hostParams_->requestFlush(host_);
-  }
+  static constexpr auto kRelaxed = std::memory_order_relaxed;
 
   Plugin plugin_{};
   const Host* host_;
-  ReverbEffect* effect_ = nullptr;
-  AEffect* record_ = nullptr;
+  HostedEffect effect_;
 
   const HostParams* hostParams_ = nullptr;
-  const HostState* hostState_ = nullptr;
   const HostTail* hostTail_ = nullptr;
   const HostGui* hostGui_ = nullptr;
   const HostTimerSupport* hostTimers_ = nullptr;
   const HostPresetLoad* hostPresetLoad_ = nullptr;
 
-  bool active_ = false;
-  std::atomic<bool> processing_{false};
-  double rate_ = 44100.0;
+  // The main thread's: the audio thread only reads it.
+  std::atomic<bool> active_{false};
+  std::atomic<double> rate_{44100.0};
   std::int32_t reportedTail_ = 0;
-  FrontBuffers buffers_;
-  GestureQueue gestures_;
+
+  // The editor's edits per parameter: counted on the main thread...
+  std::atomic<std::uint32_t> begun_[kParameterCount] = {};
+  std::atomic<std::uint32_t> ended_[kParameterCount] = {};
+  std::atomic<std::uint32_t> edits_[kParameterCount] = {};
+  std::atomic<float> edited_[kParameterCount] = {};
+  // ...and what the audio side applied and told the host.
+  struct Delivery {
+    bool open;
+    std::uint32_t begun, edits;
+  };
+  std::uint32_t applied_[kParameterCount] = {};
+  Delivery delivered_[kParameterCount] = {};
 
   bool guiCreated_ = false;
   bool editorOpen_ = false;

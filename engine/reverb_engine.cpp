@@ -30,7 +30,7 @@ void ReverbEngine::suspend() {
 float ReverbEngine::resume(float hostRate, std::int32_t blockSize) {
   input_.resetForResume();
   output_.resetForResume();
-  scratch_.resize(scratchCapacity(blockSize));
+  reserveScratch(blockSize);
 
   // NaN counts as out of range too.
   if (!(hostRate >= 20000.0f && hostRate <= 200000.0f)) hostRate = 44100.0f;
@@ -43,6 +43,8 @@ float ReverbEngine::resume(float hostRate, std::int32_t blockSize) {
   for (auto& section : dispersionBank_) section->setSampleRate(engineRate_);
   return hostRate;
 }
+
+void ReverbEngine::reserveScratch(std::int32_t blockSize) { scratch_.resize(scratchCapacity(blockSize)); }
 
 void ReverbEngine::flushDelayMemory() {
   memory_.clearPartial();

@@ -35,6 +35,9 @@ class ReverbEngine {
   // Answers the host rate taken (rates outside 20,000 to 200,000 Hz count as
   // 44,100).
   float resume(float hostRate, std::int32_t blockSize);
+  // The scratch capacity a resume with this block size sets, set now (zeroed
+  // when it changes), so that resume allocates nothing.
+  void reserveScratch(std::int32_t blockSize);
   // Clears the reverb memory but for three lines per channel, whose contents
   // keep circulating.
   void flushDelayMemory();

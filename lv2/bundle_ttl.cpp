@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "hosted_effect.h"
+#include "shell/hosted_effect.h"
 #include "korro/version.h"
 #include "ports.h"
 

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "hosted_effect.h"
+#include "shell/hosted_effect.h"
 #include "peak_hold.h"
 #include "ports.h"
 

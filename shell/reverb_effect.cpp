@@ -23,7 +23,7 @@ std::int32_t roundedFlag(float clamped) { return clamped >= 0.5f ? 1 : 0; }
 
 }  // namespace
 
-ReverbEffect::ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor)
+ReverbEffect::ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor, EditController* editorController)
     : AudioEffectX(audioMaster, kProgramCount, kNumParams) {
   cEffect.numInputs = 2;
   cEffect.numOutputs = 2;
@@ -42,7 +42,7 @@ ReverbEffect::ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor)
     std::snprintf(r.name, sizeof r.name, "%s", f.name);
   }
 
-  if (makeEditor) setEditor(makeEditor(*this));
+  if (makeEditor) setEditor(makeEditor(editorController ? *editorController : *this));
 
   setProgram(0);
   suspend();  // leaves every delay line empty and the engine at 44,100 Hz
@@ -117,6 +117,10 @@ float ReverbEffect::getParameter(std::int32_t index) {
   }
 }
 
+float ReverbEffect::answerFor(std::int32_t index, float value) {
+  return index == kBypass ? static_cast<float>(roundedFlag(korro::clampForEngine(value, 0.0f))) : value;
+}
+
 float ReverbEffect::engineValue(std::int32_t index) const {
   switch (index) {
     case kBypass:
@@ -175,12 +179,14 @@ void ReverbEffect::setProgram(std::int32_t program) {
   const bool running = resumed.load(kRelaxed);
   if (!running) suspendEngine();
   curProgram.store(program, kRelaxed);
-  const korro::ProgramRecord r = programTable[program];
-  setParameter(kOutput, r.output);
-  setParameter(kMix, r.mix);
-  setParameter(kDecay, r.decay);
-  setParameter(kDamp, r.damp);
-  setParameter(kBypass, r.bypass);
+  // The five values only: the name belongs to the thread that renames.
+  const korro::ProgramRecord& r = programTable[program];
+  const float values[] = {r.output, r.mix, r.decay, r.damp, r.bypass};
+  setParameter(kOutput, values[0]);
+  setParameter(kMix, values[1]);
+  setParameter(kDecay, values[2]);
+  setParameter(kDamp, values[3]);
+  setParameter(kBypass, values[4]);
   if (!running) {
     resumeEngine();
     return;
@@ -214,8 +220,19 @@ korro::ProgramRecord ReverbEffect::programRecord(std::int32_t program) const {
   return programTable[program];
 }
 
-void ReverbEffect::setProgramRecord(std::int32_t program, const korro::ProgramRecord& record) {
-  if (program >= 0 && program < kProgramCount) programTable[program] = record;
+void ReverbEffect::setProgramValues(std::int32_t program, const float* values) {
+  if (program < 0 || program >= kProgramCount || !values) return;
+  korro::ProgramRecord& r = programTable[program];
+  r.bypass = values[kBypass];
+  r.decay = values[kDecay];
+  r.damp = values[kDamp];
+  r.output = values[kOutput];
+  r.mix = values[kMix];
+}
+
+void ReverbEffect::renameProgram(std::int32_t program, const char* name) {
+  if (program >= 0 && program < kProgramCount && name)
+    std::snprintf(programTable[program].name, sizeof programTable[program].name, "%s", name);
 }
 
 bool ReverbEffect::copyProgram(std::int32_t destination) {
@@ -275,6 +292,15 @@ void ReverbEffect::resumeEngine() {
 void ReverbEffect::rebuildIfPending() {
   if (!pendingRebuild.load(std::memory_order_acquire)) return;
   if (!pendingRebuild.exchange(false, std::memory_order_acquire)) return;
+  rebuild();
+}
+
+void ReverbEffect::restart() {
+  pendingRebuild.store(false, kRelaxed);
+  rebuild();
+}
+
+void ReverbEffect::rebuild() {
   meter.reset();
   engine.suspend();
   engine.resume(resumeRate, resumeBlockSize);

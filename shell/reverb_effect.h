@@ -22,8 +22,10 @@ enum ReverbParameter : std::int32_t {
 
 class ReverbEffect : public AudioEffectX, public korro::BlockStages {
  public:
-  // Without a factory the effect has no editor (and needs no GUI code).
-  explicit ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor = nullptr);
+  // Without a factory the effect has no editor (and needs no GUI code). The
+  // editor edits through `editorController`, or through the effect itself.
+  explicit ReverbEffect(HostCallback audioMaster, EditorFactory makeEditor = nullptr,
+                        EditController* editorController = nullptr);
   ~ReverbEffect() override;
 
   void setParameter(std::int32_t index, float value) override;
@@ -57,14 +59,25 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
 
   // The value the engine works on: the stored value held to [0, 1] (Bypass: 0 or 1).
   float engineValue(std::int32_t index) const;
+  // What getParameter answers once a finite value is set.
+  static float answerFor(std::int32_t index, float value);
   // A program's stored record, for state saved and loaded by a front. Writing
-  // one does not apply it: select the program for that.
+  // one does not apply it: select the program for that. The values may be
+  // read and written on any thread; the name only on the one that renames.
   korro::ProgramRecord programRecord(std::int32_t program) const;
-  void setProgramRecord(std::int32_t program, const korro::ProgramRecord& record);
+  void setProgramValues(std::int32_t program, const float* values);  // five, in parameter order
+  void renameProgram(std::int32_t program, const char* name);
   // Zeros the engine's scratch buffers, which suspend and resume leave as they
   // are (at half rate the first output frame can read one of them): for a
   // front whose reset must sound exactly like a new instance. Audio thread.
   void emptyScratch() { engine.scratch().clear(); }
+  // Sizes the scratch buffers for a block size the next resume will bring, so
+  // that resume allocates nothing. While suspended only.
+  void reserveBlock(std::int32_t blockSize) { engine.reserveScratch(blockSize); }
+  // The engine as a suspend and resume with the last resume's rate and block
+  // size leave it, without passing through suspended or asking the host:
+  // the audio thread's reset. Allocates nothing.
+  void restart();
   // True while a program change waits for the audio thread to rebuild the engine.
   bool rebuildPending() const { return pendingRebuild.load(std::memory_order_acquire); }
 
@@ -91,6 +104,7 @@ class ReverbEffect : public AudioEffectX, public korro::BlockStages {
   void resumeEngine();
   // At the start of a block: the rebuild a program change left for this thread.
   void rebuildIfPending();
+  void rebuild();
 
   // Parameter state: written by whichever thread sets a parameter, read by blocks and the editor.
   // The stored values read back exactly as set; the engine copies are clamped.

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "reverb_effect.h"
-
 namespace korro {
 
 namespace {
@@ -52,37 +50,19 @@ bool readAll(StateReader& in, unsigned char* data, std::int64_t size) {
   return true;
 }
 
-// A value the engine could not use is saved as the one it does use, so every
-// saved state loads again.
-float savable(float stored, float engineUses) { return std::isfinite(stored) ? stored : engineUses; }
-
 }  // namespace
 
-bool saveEffectState(ReverbEffect& effect, StateWriter& out) {
+bool writeState(const SavedState& state, StateWriter& out) {
   unsigned char bytes[kHeaderBytes + kStatePayloadBytes];
   unsigned char* p = bytes;
   std::memcpy(p, kMagic, 4);
   p += 4;
   putU32(p, kStateVersion);
   putU32(p, kStatePayloadBytes);
-
-  const std::int32_t current = effect.getProgram();
-  putU32(p, static_cast<std::uint32_t>(current));
-  float engineUses[kNumParams];
-  for (std::int32_t i = 0; i < kNumParams; ++i) {
-    engineUses[i] = effect.engineValue(i);
-    const float stored = i == kBypass ? engineUses[i] : effect.getParameter(i);
-    putF32(p, savable(stored, engineUses[i]));
-  }
-  for (std::int32_t k = 0; k < kProgramCount; ++k) {
-    const ProgramRecord r = effect.programRecord(k);
-    const FactoryProgram& f = kFactoryPrograms[k];
-    const bool cur = k == current;
-    putF32(p, savable(r.bypass, engineUses[kBypass]));
-    putF32(p, savable(r.decay, cur ? engineUses[kDecay] : f.decay));
-    putF32(p, savable(r.damp, cur ? engineUses[kDamp] : f.damp));
-    putF32(p, savable(r.output, engineUses[kOutput]));
-    putF32(p, savable(r.mix, engineUses[kMix]));
+  putU32(p, static_cast<std::uint32_t>(state.program));
+  for (float v : state.values) putF32(p, v);
+  for (const SavedState::Program& r : state.programs) {
+    for (float v : r.values) putF32(p, v);
     char name[kProgramNameSize] = {};
     std::memcpy(name, r.name, kProgramNameSize - 1);
     std::memcpy(p, name, kProgramNameSize);
@@ -91,7 +71,7 @@ bool saveEffectState(ReverbEffect& effect, StateWriter& out) {
   return writeAll(out, bytes, p - bytes);
 }
 
-bool loadEffectState(ReverbEffect& effect, StateReader& in) {
+bool readState(StateReader& in, SavedState& state) {
   unsigned char header[kHeaderBytes];
   if (!readAll(in, header, kHeaderBytes)) return false;
   if (std::memcmp(header, kMagic, 4) != 0) return false;
@@ -102,29 +82,19 @@ bool loadEffectState(ReverbEffect& effect, StateReader& in) {
   unsigned char payload[kStatePayloadBytes];
   if (!readAll(in, payload, kStatePayloadBytes)) return false;
   const unsigned char* p = payload;
-  const auto current = static_cast<std::int32_t>(getU32(p));
-  if (current < 0 || current >= kProgramCount) return false;
-  for (int i = 0; i < kNumParams; ++i)
-    if (!std::isfinite(getF32(p))) return false;  // the current values repeat the current record
-  ProgramRecord records[kProgramCount];
-  for (ProgramRecord& r : records) {
-    float v[5];
-    for (float& x : v) {
-      x = getF32(p);
-      if (!std::isfinite(x)) return false;
-    }
-    r.bypass = v[0];
-    r.decay = v[1];
-    r.damp = v[2];
-    r.output = v[3];
-    r.mix = v[4];
+  SavedState read;
+  read.program = static_cast<std::int32_t>(getU32(p));
+  if (read.program < 0 || read.program >= kProgramCount) return false;
+  for (float& v : read.values)
+    if (!std::isfinite(v = getF32(p))) return false;
+  for (SavedState::Program& r : read.programs) {
+    for (float& v : r.values)
+      if (!std::isfinite(v = getF32(p))) return false;
     std::memcpy(r.name, p, kProgramNameSize);
     r.name[kProgramNameSize - 1] = 0;
     p += kProgramNameSize;
   }
-
-  for (std::int32_t k = 0; k < kProgramCount; ++k) effect.setProgramRecord(k, records[k]);
-  effect.setProgram(current);
+  state = read;
   return true;
 }
 

@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-class ReverbEffect;
+#include "programs.h"
 
 namespace korro {
 
@@ -30,14 +30,23 @@ class StateReader {
 inline constexpr std::uint32_t kStateVersion = 1;
 inline constexpr std::uint32_t kStatePayloadBytes = 4 + 5 * 4 + 8 * (5 * 4 + 36);
 
-// False when the stream fails; what was written so far is the host's to drop.
-bool saveEffectState(ReverbEffect& effect, StateWriter& out);
+// What a state holds. Values in parameter order: Bypass, Decay, Damp, Output, Mix.
+struct SavedState {
+  std::int32_t program = 0;
+  float values[5] = {};
+  struct Program {
+    float values[5] = {};
+    char name[kProgramNameSize] = {};
+  } programs[kProgramCount];
+};
 
-// Reads the whole state and checks it before anything changes: a stream that
-// ends early or fails, an unknown magic or version, a wrong length or a value
-// that is not finite is refused and leaves the effect as it was. Bytes after
-// the declared length are not read. While the effect runs, the engine restarts
-// at the audio thread's next block, as after a program change.
-bool loadEffectState(ReverbEffect& effect, StateReader& in);
+// False when the stream fails; what was written so far is the host's to drop.
+bool writeState(const SavedState& state, StateWriter& out);
+
+// Reads the whole state and checks it: a stream that ends early or fails, an
+// unknown magic or version, a wrong length, a program out of range or a value
+// that is not finite is refused, and `state` is left as it was. Bytes after
+// the declared length are not read. Names come back NUL terminated.
+bool readState(StateReader& in, SavedState& state);
 
 }  // namespace korro

@@ -3,19 +3,27 @@
 // VST 2 module exports, driven through its record as a VST 2 host drives it.
 // Parameter changes split a block at their offsets, so a render equals the
 // VST 2 module fed the same pieces.
+//
+// Threads: process, set_active and set_processing may come on the audio
+// thread (Ardour toggles a route there), and only they change the effect:
+// from the parameter queues, and from a state the UI thread handed over (see
+// shell/hosted_effect.h). The controller's calls and the editor's edits change
+// only the controller's view (what get_param_normalized answers, the editor
+// shows and a saved state holds), which also follows the processor's values;
+// a value or program only shown reaches the effect at the next activation.
+// So the same queues render the same samples whatever the UI thread does.
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <vector>
 
+#include "change_list.h"
 #include "korro/version.h"
-#include "shell/front_buffers.h"
+#include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
-#include "shell/state_stream.h"
 #include "shell/tail.h"
 #include "vst3_abi.h"
 #include "vst3_trace.h"
@@ -133,17 +141,11 @@ class View {
 
 // ---------------------------------------------------------------- the plug-in
 
-class Reverb {
+class Reverb final : public HostSide {
  public:
-  Reverb() {
-    effect_ = new ReverbEffect(&Reverb::effectCallback, &createReverbEditor);
-    record_ = effect_->getAeffect();
-    // The host's own field of the effect record: how its callback finds this front.
-    record_->user = this;
-  }
+  Reverb() : effect_(0, &createReverbEditor, this) {}
   ~Reverb() {
     if (handler_) handler_->table->release(handler_);
-    dispatch(effClose);  // deletes the effect
   }
 
   // One count for every face: a host may drop the component and keep the processor.
@@ -175,7 +177,7 @@ class Reverb {
 
   std::intptr_t dispatch(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0, void* ptr = nullptr,
                          float opt = 0.0f) {
-    return record_->dispatcher(record_, opcode, index, value, ptr, opt);
+    return effect_.dispatch(opcode, index, value, ptr, opt);
   }
 
   // ------------------------------------------------------------ component
@@ -195,18 +197,15 @@ class Reverb {
     return kOk;
   }
 
+  // On the audio thread or the UI thread: allocates nothing unless the
+  // maximum block grew after setup_processing prepared for it.
   Result setActive(bool on) {
-    if (on == active_) return kOk;
-    if (on) {
-      if (!buffers_.prepare(maxBlock_)) return kInvalidArgument;
-      dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate_));
-      dispatch(effSetBlockSize, 0, maxBlock_);
-      dispatch(effMainsChanged, 0, 1);
-      effect_->emptyScratch();
-    } else {
-      dispatch(effMainsChanged, 0, 0);
-    }
-    active_ = on;
+    if (on == active_.load(kRelaxed)) return kOk;
+    if (!on)
+      effect_.deactivate();
+    else if (!effect_.activate(static_cast<float>(rate_.load(kRelaxed)), maxBlock_.load(kRelaxed)))
+      return kInvalidArgument;
+    active_.store(on, kRelaxed);
     return kOk;
   }
 
@@ -221,7 +220,7 @@ class Reverb {
       }
     } writer;
     writer.s = stream;
-    return saveEffectState(*effect_, writer) ? kOk : kFalse;
+    return effect_.save(writer) ? kOk : kFalse;
   }
 
   Result loadState(BStream* stream) {
@@ -235,7 +234,7 @@ class Reverb {
       }
     } reader;
     reader.s = stream;
-    if (!loadEffectState(*effect_, reader)) return kFalse;
+    if (!effect_.load(reader)) return kFalse;
     if (handler_) handler_->table->restartComponent(handler_, kRestartParamValuesChanged);
     return kOk;
   }
@@ -256,20 +255,20 @@ class Reverb {
     return kOk;
   }
 
+  // Comes while inactive, so it may allocate: the next activation then need
+  // not. Were a host to send it while active, it is kept for the next one.
   Result setup(const ProcessSetup* s) {
     if (!s || s->symbolicSampleSize != 0 || s->maxBlockSize <= 0) return kInvalidArgument;
-    const bool was = active_;
-    if (was) setActive(false);
-    rate_ = s->sampleRate;
-    maxBlock_ = std::min(s->maxBlockSize, 1 << 20);
-    if (was) setActive(true);
+    rate_.store(s->sampleRate, kRelaxed);
+    maxBlock_.store(std::min(s->maxBlockSize, 1 << 20), kRelaxed);
+    if (!active_.load(kRelaxed) && !effect_.prepare(maxBlock_.load(kRelaxed))) return kFalse;
     return kOk;
   }
 
   std::uint32_t tail() const {
     // ReverbParameter's Output: here kOutput alone names the bus direction.
-    const std::int32_t t = tailFrames(rate_, effect_->engineValue(kDecay), effect_->engineValue(kDamp),
-                                      effect_->engineValue(ReverbParameter::kOutput), effect_->engineValue(kMix));
+    const std::int32_t t = tailFrames(rate_.load(kRelaxed), effect_.engineValue(kDecay), effect_.engineValue(kDamp),
+                                      effect_.engineValue(ReverbParameter::kOutput), effect_.engineValue(kMix));
     return t == INT32_MAX ? 0xFFFFFFFFu : static_cast<std::uint32_t>(t);
   }
 
@@ -282,24 +281,35 @@ class Reverb {
 
   Result processBlock(ProcessData* d) {
     if (!d) return kInvalidArgument;
-    if (!active_ || d->symbolicSampleSize != 0) return kInvalidArgument;
-    gatherChanges(d->inputChanges, d->outputChanges);
+    if (!active_.load(kRelaxed) || d->symbolicSampleSize != 0) return kInvalidArgument;
+    effect_.beginBlock();
+    changes_.read(d->inputChanges, kParameterCount, kProgramParam);
+    // A program change first, at the block's start, and the five values it
+    // brings told back to the host, even when the controller showed it
+    // already: a host learns them from here, as it cannot be asked to re-read
+    // them from inside its own call that set the program.
+    if (double program = 0.0; changes_.program(program)) {
+      // A value that names the current program again is an echo, not a new choice.
+      if (programOf(program) != effect_.effectProgram()) effect_.changeProgram(programOf(program));
+      reportValues(d->outputChanges);
+    }
     const std::int32_t frames = std::max(0, d->sampleCount);
 
     const AudioBusBuffers* ib = d->inputCount > 0 ? d->inputs : nullptr;
     const AudioBusBuffers* ob = d->outputCount > 0 ? d->outputs : nullptr;
-    buffers_.bind(ib ? ib->channels : nullptr, ib ? ib->channelCount : 0, ob ? ob->channels : nullptr,
-                  ob ? ob->channelCount : 0);
+    effect_.buffers().bind(ib ? ib->channels : nullptr, ib ? ib->channelCount : 0, ob ? ob->channels : nullptr,
+                           ob ? ob->channelCount : 0);
     std::int32_t done = 0;
-    for (std::size_t k = 0; k < pointCount_; ++k) {
-      const std::int32_t at = std::clamp(points_[k].offset, 0, frames);
+    for (const ChangeList::Change& c : changes_) {
+      const std::int32_t at = std::clamp(c.offset, 0, frames);
       if (at > done) {
-        buffers_.run(record_, done, at - done);
+        effect_.run(done, at - done);
         done = at;
       }
-      record_->setParameter(record_, static_cast<std::int32_t>(points_[k].id), static_cast<float>(points_[k].value));
+      effect_.change(static_cast<std::int32_t>(c.id), static_cast<float>(c.value));
     }
-    if (frames > done) buffers_.run(record_, done, frames - done);
+    if (frames > done) effect_.run(done, frames - done);
+    effect_.endBlock();
     markSilence(d, frames);
     return kOk;
   }
@@ -369,7 +379,7 @@ class Reverb {
     if (!out) return kInvalidArgument;
     char text[64] = {};
     if (id == kProgramParam) {
-      if (!effect_->getProgramNameIndexed(0, programOf(value), text)) return kInvalidArgument;
+      if (!effect_.programName(programOf(value), text)) return kInvalidArgument;
     } else if (!parameterValueText(static_cast<std::int32_t>(id), value, text, sizeof text)) {
       return kInvalidArgument;
     }
@@ -384,7 +394,7 @@ class Reverb {
     if (id == kProgramParam) {
       for (std::int32_t k = 0; k < kProgramCount; ++k) {
         char name[kProgramNameSize + 8] = {};
-        effect_->getProgramNameIndexed(0, k, name);
+        effect_.programName(k, name);
         if (std::strcmp(name, ascii) == 0) {
           *out = static_cast<double>(k) / kProgramSteps;
           return kOk;
@@ -399,19 +409,19 @@ class Reverb {
   }
 
   double normalized(ParamId id) {
-    if (id == kProgramParam) return static_cast<double>(effect_->getProgram()) / kProgramSteps;
-    return findParameter(static_cast<std::int32_t>(id)) ? record_->getParameter(record_, static_cast<std::int32_t>(id))
-                                                        : 0.0;
+    if (id == kProgramParam) return static_cast<double>(effect_.program()) / kProgramSteps;
+    return findParameter(static_cast<std::int32_t>(id)) ? effect_.value(static_cast<std::int32_t>(id)) : 0.0;
   }
 
-  // From the host's UI thread: the same store a VST 2 host's setParameter makes.
+  // From the host's UI thread: the controller's view only. Hosts send the
+  // same change to the processor through its queues.
   Result setNormalized(ParamId id, double value) {
     if (id == kProgramParam) {
-      selectProgram(programOf(value));
+      if (programOf(value) != effect_.program()) effect_.showProgram(programOf(value));
       return kOk;
     }
     if (!findParameter(static_cast<std::int32_t>(id))) return kInvalidArgument;
-    record_->setParameter(record_, static_cast<std::int32_t>(id), static_cast<float>(value));
+    effect_.showValue(static_cast<std::int32_t>(id), static_cast<float>(value));
     return kOk;
   }
 
@@ -424,7 +434,7 @@ class Reverb {
 
   void* createView(const char* name) {
     if (name && std::strcmp(name, "editor") != 0) return nullptr;
-    if (!(record_->flags & effFlagsHasEditor)) return nullptr;  // a build without editors
+    if (!(effect_.record().flags & effFlagsHasEditor)) return nullptr;  // a build without editors
     auto* view = new (std::nothrow) View(this);
     void* face = nullptr;
     if (view) {
@@ -438,7 +448,7 @@ class Reverb {
 
   Result programName(std::int32_t list, std::int32_t index, char16* out) {
     char name[64] = {};
-    if (list != kProgramListId || !out || !effect_->getProgramNameIndexed(0, index, name)) return kInvalidArgument;
+    if (list != kProgramListId || !out || !effect_.programName(index, name)) return kInvalidArgument;
     copyText(out, 128, name);
     return kOk;
   }
@@ -448,63 +458,14 @@ class Reverb {
     return static_cast<std::int32_t>(std::min(1.0, value) * kProgramSteps + 0.5);
   }
 
-  // A value that names the current program again is an echo, not a new choice.
-  void selectProgram(std::int32_t program) {
-    if (program != effect_->getProgram()) dispatch(effSetProgram, 0, program);
-  }
-
  private:
-  struct Point {
-    std::int32_t offset;
-    ParamId id;
-    double value;
-  };
-
-  // Every point of every queue, in offset order; a program change first, at
-  // the block's start, and the five values it brings told back to the host.
-  void gatherChanges(ParameterChanges* changes, ParameterChanges* outputs) {
-    pointCount_ = 0;
-    if (!changes) return;
-    const std::int32_t queues = changes->table->getParameterCount(changes);
-    for (std::int32_t q = 0; q < queues; ++q) {
-      ParamValueQueue* queue = changes->table->getParameterData(changes, q);
-      if (!queue) continue;
-      const ParamId id = queue->table->getParameterId(queue);
-      const std::int32_t count = queue->table->getPointCount(queue);
-      if (id == kProgramParam) {
-        std::int32_t offset = 0;
-        double value = 0.0;
-        // The values go back even when the controller selected the program
-        // already: a host learns them from here, as it cannot be asked to
-        // re-read them from inside its own call that set the program.
-        if (count > 0 && queue->table->getPoint(queue, count - 1, &offset, &value) == kOk) {
-          selectProgram(programOf(value));
-          reportValues(outputs);
-        }
-        continue;
-      }
-      if (!findParameter(static_cast<std::int32_t>(id))) continue;
-      for (std::int32_t p = 0; p < count && pointCount_ < kMaxPoints; ++p) {
-        Point point{0, id, 0.0};
-        if (queue->table->getPoint(queue, p, &point.offset, &point.value) != kOk) continue;
-        // Insertion keeps equal offsets in the order the host gave them.
-        std::size_t at = pointCount_++;
-        while (at > 0 && points_[at - 1].offset > point.offset) {
-          points_[at] = points_[at - 1];
-          --at;
-        }
-        points_[at] = point;
-      }
-    }
-  }
-
   void reportValues(ParameterChanges* outputs) {
     if (!outputs) return;
     for (std::int32_t i = 0; i < kParameterCount; ++i) {
       const ParamId id = static_cast<ParamId>(i);
       std::int32_t index = 0;
       ParamValueQueue* q = outputs->table->addParameterData(outputs, &id, &index);
-      if (q) q->table->addPoint(q, 0, record_->getParameter(record_, i), &index);
+      if (q) q->table->addPoint(q, 0, effect_.getParameter(i), &index);
     }
   }
 
@@ -522,31 +483,18 @@ class Reverb {
     }
   }
 
-  // The effect's host: its block size question, and the editor's gestures,
-  // which arrive on the UI thread where the component handler is called.
-  static std::intptr_t KORRO_CDECL effectCallback(AEffect* effect, std::int32_t opcode, std::int32_t index,
-                                                  std::intptr_t value, void* /*ptr*/, float opt) {
-    auto* self = effect ? static_cast<Reverb*>(effect->user) : nullptr;
-    ComponentHandler* h = self ? self->handler_ : nullptr;
-    switch (opcode) {
-      case audioMasterVersion:
-        return 2400;
-      case audioMasterGetBlockSize:
-        return self ? self->maxBlock_ : 0;
-      case audioMasterAutomate:
-        if (h) h->table->performEdit(h, static_cast<ParamId>(index), opt);
-        return 0;
-      case audioMasterBeginEdit:
-        if (h) h->table->beginEdit(h, static_cast<ParamId>(index));
-        return 0;
-      case audioMasterEndEdit:
-        if (h) h->table->endEdit(h, static_cast<ParamId>(index));
-        return 0;
-      case audioMasterSizeWindow:
-        return self && self->view_ ? self->resizeView(index, static_cast<std::int32_t>(value)) : 0;
-      default:
-        return 0;  // audioMasterPinConnected: 0 means connected
-    }
+  // The editor's edits, on the UI thread where the component handler is called.
+  void beginEdit(std::int32_t index) override {
+    if (handler_) handler_->table->beginEdit(handler_, static_cast<ParamId>(index));
+  }
+  void edit(std::int32_t index, float value) override {
+    if (handler_) handler_->table->performEdit(handler_, static_cast<ParamId>(index), value);
+  }
+  void endEdit(std::int32_t index) override {
+    if (handler_) handler_->table->endEdit(handler_, static_cast<ParamId>(index));
+  }
+  bool resizeEditor(std::int32_t width, std::int32_t height) override {
+    return view_ && resizeView(width, height) != 0;
   }
 
  public:
@@ -574,17 +522,17 @@ class Reverb {
   Face<UnitInfoTable, Reverb> units_{&kUnitTable, this};
   std::atomic<std::uint32_t> refs_{1};
 
-  ReverbEffect* effect_ = nullptr;
-  AEffect* record_ = nullptr;
+  static constexpr auto kRelaxed = std::memory_order_relaxed;
+
+  HostedEffect effect_;
   ComponentHandler* handler_ = nullptr;
-  bool active_ = false;
+  // Set on whichever thread activates; read on the other.
+  std::atomic<bool> active_{false};
   bool monoInput_ = false;
-  double rate_ = 44100.0;
-  std::int32_t maxBlock_ = 4096;
-  FrontBuffers buffers_;
-  static constexpr std::size_t kMaxPoints = 1024;
-  Point points_[kMaxPoints]{};
-  std::size_t pointCount_ = 0;
+  // From setup_processing, for the next activation.
+  std::atomic<double> rate_{44100.0};
+  std::atomic<std::int32_t> maxBlock_{4096};
+  ChangeList changes_;  // the audio side's
 };
 
 // ---------------------------------------------------------------- view bodies
@@ -963,7 +911,9 @@ void fillClassInfo(ClassInfo& out) {
   copyText(out.name, "Korro Tarrow");
 }
 
-Interface<FactoryTable> factory;
+extern const FactoryTable kFactoryTable;
+// Constant-initialised: hosts may ask for the factory on any thread.
+constinit Interface<FactoryTable> factory{&kFactoryTable};
 
 const FactoryTable kFactoryTable = {
     [](void*, const Tuid* iid, void** out) {
@@ -1058,10 +1008,7 @@ const FactoryTable kFactoryTable = {
 }  // namespace
 }  // namespace korro::vst3
 
-KORRO_VST3_EXPORT void* GetPluginFactory() {
-  korro::vst3::factory.table = &korro::vst3::kFactoryTable;
-  return &korro::vst3::factory;
-}
+KORRO_VST3_EXPORT void* GetPluginFactory() { return &korro::vst3::factory; }
 
 #if defined(_WIN32)
 KORRO_VST3_EXPORT bool InitDll() { return true; }

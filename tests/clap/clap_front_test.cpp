@@ -15,7 +15,11 @@
 #include "shell/tail.h"
 #include "support/alloc_counter.h"
 #include "support/front_checks.h"
+#include "support/gesture_log.h"
 #include "support/module_fixture.h"
+
+// Last: Xlib's macros (None, Bool, Status) clash with other names.
+#include "support/x11_host.h"
 
 namespace korro::test {
 namespace {
@@ -142,34 +146,14 @@ TEST(ClapPlugin, ChangesInsideABlockSplitItAtTheirTime) {
   }
 }
 
-// ---------------------------------------------------------------- state
+// Events are not bounded: every one of a dense block splits it.
+TEST(ClapPlugin, ADenseBlockRendersLikeTheVstModule) {
+  const std::vector<Block> script = {denseBlock(3000, 4096), {4096, {}}};
+  StereoBuffer in = testInput(8192);
+  EXPECT_EQ(firstDifference(renderVst(44100, 4096, script, in), renderClap(44100, 4096, script, in)), 8192);
+}
 
-struct MemoryStream {
-  std::vector<unsigned char> bytes;
-  std::size_t pos = 0;
-  std::size_t chunk = SIZE_MAX;    // the most one call moves
-  std::size_t failAt = SIZE_MAX;   // the position from which calls fail
-  clap::OutputStream out{};
-  clap::InputStream in{};
-  MemoryStream() {
-    out.ctx = in.ctx = this;
-    out.write = [](const clap::OutputStream* s, const void* data, std::uint64_t size) -> std::int64_t {
-      auto* m = static_cast<MemoryStream*>(s->ctx);
-      if (m->bytes.size() >= m->failAt) return -1;
-      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->failAt - m->bytes.size()});
-      m->bytes.insert(m->bytes.end(), static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + n);
-      return static_cast<std::int64_t>(n);
-    };
-    in.read = [](const clap::InputStream* s, void* data, std::uint64_t size) -> std::int64_t {
-      auto* m = static_cast<MemoryStream*>(s->ctx);
-      if (m->pos >= m->failAt) return -1;
-      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->bytes.size() - m->pos, m->failAt - m->pos});
-      if (n > 0) std::memcpy(data, m->bytes.data() + m->pos, n);  // an empty vector's data() may be null
-      m->pos += n;
-      return static_cast<std::int64_t>(n);
-    };
-  }
-};
+// ---------------------------------------------------------------- state
 
 std::vector<unsigned char> saved(ClapInstance& fx, std::size_t chunk = SIZE_MAX) {
   MemoryStream s;
@@ -449,6 +433,79 @@ TEST(ClapPlugin, TheEditorIsOfferedWhateverTheHostOffersButNeedsItsTimer) {
   EXPECT_EQ(w, 450u);
   EXPECT_EQ(h, 294u);
   gui->destroy(withTimer.plugin());
+}
+
+// Every edit reaches the host as a whole gesture (the editor brackets only
+// drags), and reaches the engine; also when the host's event list takes one
+// event a block: what it refuses waits, and no end is lost. Needs an X server:
+// ctest runs it under Xvfb.
+TEST(ClapEditor, EveryEditReachesTheHostAsAWholeGesture) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X server";
+  HostWindow window;
+  ASSERT_NE(window.display, nullptr);
+  ClapHost referenceHost;
+  ClapInstance reference(referenceHost);
+  ASSERT_TRUE(reference.activate(44100, 64));
+  StereoBuffer in(64), out(64);
+  reference.process(in.channels(), out.channels(), 64, {{0, 0, 0.0}, {0, 1, 0.25}});
+  const auto tail = [](ClapInstance& fx) { return fx.ext<clap::PluginTail>(clap::kTailId)->get(fx.plugin()); };
+
+  for (int room : {1000, 1}) {
+    SCOPED_TRACE(::testing::Message() << "the host takes " << room << " events a block");
+    ClapHost host;
+    ClapInstance fx(host);
+    ASSERT_TRUE(fx.activate(44100, 64));
+    const clap::Plugin* p = fx.plugin();
+    const auto* gui = fx.ext<clap::PluginGui>(clap::kGuiId);
+    ASSERT_TRUE(gui->create(p, "x11", false));
+    clap::Window parent{"x11", {}};
+    parent.x11 = static_cast<unsigned long>(window.window);
+    ASSERT_TRUE(gui->setParent(p, &parent));
+    struct Sink {
+      GestureLog log;
+      int room, left = 0;
+    } sink{{}, room};
+    clap::OutputEvents list{&sink, [](const clap::OutputEvents* l, const clap::EventHeader* h) {
+                              auto* s = static_cast<Sink*>(l->ctx);
+                              if (s->left == 0) return false;
+                              --s->left;
+                              const auto* g = reinterpret_cast<const clap::ParamGestureEvent*>(h);
+                              const auto* v = reinterpret_cast<const clap::ParamValueEvent*>(h);
+                              if (h->type == clap::kParamGestureBegin) s->log.begin(g->paramId);
+                              if (h->type == clap::kParamGestureEnd) s->log.end(g->paramId);
+                              if (h->type == clap::kParamValueEvent) s->log.value(v->paramId, v->value);
+                              return true;
+                            }};
+    auto block = [&] {
+      sink.left = sink.room;
+      clap::AudioBuffer ib{in.channels(), nullptr, 2, 0, 0}, ob{out.channels(), nullptr, 2, 0, 0};
+      clap::Process pr{-1, 64, nullptr, &ib, &ob, 1, 1, nullptr, &list};
+      p->process(p, &pr);
+    };
+    const auto* timer = fx.ext<clap::PluginTimerSupport>(clap::kTimerSupportId);
+    for (int i = 0; i < 5; ++i) {
+      timer->onTimer(p, 1);
+      pause(10);
+    }
+    Pointer pointer;
+    editEveryWay(pointer, [&] {
+      timer->onTimer(p, 1);
+      block();
+    });
+    for (int i = 0; i < 20; ++i) block();
+    EXPECT_TRUE(sink.log.whole()) << sink.log.strays << " events outside a gesture";
+    EXPECT_EQ(sink.log.gestures[0], 1) << "the switch";
+    // Gestures that meet while the host's list is full go out as one.
+    if (room > 1) {
+      EXPECT_EQ(sink.log.gestures[1], 3) << "Decay dragged, reset and typed";
+    }
+    EXPECT_EQ(sink.log.last[0], 0.0);
+    EXPECT_EQ(sink.log.last[1], static_cast<double>(0.25f));
+    EXPECT_EQ(fx.value(1), static_cast<double>(0.25f));
+    EXPECT_EQ(tail(fx), tail(reference)) << "the engine has the edited values";
+    gui->destroy(p);
+  }
 }
 
 }  // namespace

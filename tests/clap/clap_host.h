@@ -2,6 +2,9 @@
 // what the plug-in asks of it, and runs blocks with events.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -24,6 +27,34 @@ class ClapModule {
 };
 
 const ClapModule& builtClap();
+
+// A host's stream for states: bytes in memory.
+struct MemoryStream {
+  std::vector<unsigned char> bytes;
+  std::size_t pos = 0;
+  std::size_t chunk = SIZE_MAX;    // the most one call moves
+  std::size_t failAt = SIZE_MAX;   // the position from which calls fail
+  clap::OutputStream out{};
+  clap::InputStream in{};
+  MemoryStream() {
+    out.ctx = in.ctx = this;
+    out.write = [](const clap::OutputStream* s, const void* data, std::uint64_t size) -> std::int64_t {
+      auto* m = static_cast<MemoryStream*>(s->ctx);
+      if (m->bytes.size() >= m->failAt) return -1;
+      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->failAt - m->bytes.size()});
+      m->bytes.insert(m->bytes.end(), static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + n);
+      return static_cast<std::int64_t>(n);
+    };
+    in.read = [](const clap::InputStream* s, void* data, std::uint64_t size) -> std::int64_t {
+      auto* m = static_cast<MemoryStream*>(s->ctx);
+      if (m->pos >= m->failAt) return -1;
+      const std::size_t n = std::min<std::size_t>({size, m->chunk, m->bytes.size() - m->pos, m->failAt - m->pos});
+      if (n > 0) std::memcpy(data, m->bytes.data() + m->pos, n);  // an empty vector's data() may be null
+      m->pos += n;
+      return static_cast<std::int64_t>(n);
+    };
+  }
+};
 
 // The host side: extensions offered on request, calls counted.
 struct ClapHost {

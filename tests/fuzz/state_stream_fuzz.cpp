@@ -7,14 +7,10 @@
 #include <cstring>
 #include <vector>
 
-#include "shell/reverb_effect.h"
+#include "shell/hosted_effect.h"
 #include "shell/state_stream.h"
 
 namespace {
-
-std::intptr_t KORRO_CDECL quietHost(AEffect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
-  return opcode == audioMasterVersion ? 2400 : 0;
-}
 
 // A host stream: at most `chunk` bytes a call (0: all asked for), and a failure
 // instead of the end when `failAtEnd`.
@@ -48,29 +44,38 @@ class Writer : public korro::StateWriter {
   }
 };
 
-std::vector<std::uint8_t> saved(ReverbEffect& fx) {
+std::vector<std::uint8_t> saved(const korro::HostedEffect& fx) {
   Writer w;
-  if (!korro::saveEffectState(fx, w)) std::abort();
+  if (!fx.save(w)) std::abort();
   return w.bytes;
 }
 
-bool load(ReverbEffect& fx, const std::vector<std::uint8_t>& bytes) {
-  Reader r(bytes.data(), bytes.size(), 0, false);
-  return korro::loadEffectState(fx, r);
+// The audio side's next block takes what a load handed over.
+void settle(korro::HostedEffect& fx) {
+  fx.beginBlock();
+  fx.endBlock();
 }
 
-// Running, as in a host: a load then leaves the rebuild to the next block.
-ReverbEffect& runningEffect() {
-  auto* fx = new ReverbEffect(&quietHost);
-  fx->dispatcher(effMainsChanged, 0, 1, nullptr, 0.0f);
+bool load(korro::HostedEffect& fx, const std::vector<std::uint8_t>& bytes) {
+  Reader r(bytes.data(), bytes.size(), 0, false);
+  if (!fx.load(r)) return false;
+  settle(fx);
+  return true;
+}
+
+// Active, as in a host: a load then waits for the audio side's next block.
+korro::HostedEffect& activeEffect() {
+  auto* fx = new korro::HostedEffect(512);
+  fx->prepare(512);
+  fx->activate(44100.0f, 512);
   return *fx;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static ReverbEffect& target = runningEffect();
-  static ReverbEffect& copy = runningEffect();
+  static korro::HostedEffect& target = activeEffect();
+  static korro::HostedEffect& copy = activeEffect();
   static const std::vector<std::uint8_t> fresh = saved(target);
   if (size == 0) return 0;
 
@@ -78,13 +83,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!load(target, fresh) || saved(target) != fresh) std::abort();
   const std::size_t chunk = data[0] & 0x3f;
   Reader in(data + 1, size - 1, chunk, (data[0] & 0x40) != 0);
-  if (!korro::loadEffectState(target, in)) {
+  if (!target.load(in)) {
     if (saved(target) != fresh) std::abort();  // refused, yet something changed
     return 0;
   }
+  settle(target);
   const std::vector<std::uint8_t> again = saved(target);
   if (!load(copy, again) || saved(copy) != again) std::abort();
-  // What loaded is what the stream held: each program's Decay, Damp and name,
+  // What loaded is what the stream held: each program's Decay, Damp and name
+  // (up to its end: what follows a name's end is not kept),
   // and the current program's Bypass, Output and Mix, which all programs share.
   constexpr std::size_t kTable = 12 + 4 + 5 * 4, kRecordBytes = 5 * 4 + korro::kProgramNameSize;
   const std::uint8_t* stream = data + 1;
@@ -95,7 +102,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint8_t* from = stream + kTable + k * kRecordBytes;
     const std::uint8_t* to = again.data() + kTable + k * kRecordBytes;
     const bool same = std::memcmp(to, shared, 4) == 0 && std::memcmp(to + 4, from + 4, 8) == 0 &&
-                      std::memcmp(to + 12, shared + 12, 8) == 0 && std::memcmp(to + 20, from + 20, 35) == 0 &&
+                      std::memcmp(to + 12, shared + 12, 8) == 0 &&
+                      std::strncmp(reinterpret_cast<const char*>(to + 20), reinterpret_cast<const char*>(from + 20),
+                                   korro::kProgramNameSize - 1) == 0 &&
                       to[kRecordBytes - 1] == 0;
     if (!same) std::abort();
   }

@@ -87,6 +87,28 @@ inline std::vector<Block> oddOffsetBlocks() {
   return script;
 }
 
+// One block of `count` changes spread evenly over it, the five parameters in
+// turn (Bypass only ever 0 or 1), in offset order.
+inline Block denseBlock(int count, std::int32_t frames) {
+  Block b{frames, {}};
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> value(0, 1);
+  for (int k = 0; k < count; ++k) {
+    const auto id = static_cast<std::uint32_t>(k % 5);
+    const double v = id == 0 ? static_cast<double>(k / 5 % 2) : value(rng);
+    b.points.push_back({static_cast<std::int32_t>(std::int64_t{k} * frames / count), id, v});
+  }
+  return b;
+}
+
+// The last value each parameter takes in a block.
+inline std::vector<double> lastValues(const Block& b) {
+  std::vector<double> last(5, -1.0);
+  for (const Point& p : b.points)
+    if (p.id < 5) last[p.id] = p.value;
+  return last;
+}
+
 // The VST 2 module fed each block in pieces split at its changes; a point of
 // `programId` (k/7 for program k) chosen before the block that carries it.
 inline StereoBuffer renderVst(float rate, std::int32_t maxBlock, const std::vector<Block>& script, StereoBuffer& in,

@@ -160,4 +160,25 @@ struct Pointer {
   Display* display;
 };
 
+// Every way the editor edits, `idle` after each: the switch clicked, Decay
+// dragged 50 pixels up (to 0.75 from the start), reset with Ctrl+click (to
+// 0.5), and 25 typed into its field (0.25).
+template <class Idle>
+void editEveryWay(Pointer& pointer, Idle idle) {
+  pointer.click(67, 149);
+  idle();
+  pointer.drag(67, 70, 67, 20, idle);
+  idle();
+  pointer.hold(XK_Control_L, true);
+  pointer.click(67, 70);
+  pointer.hold(XK_Control_L, false);
+  idle();
+  pointer.click(67, 104);
+  idle();
+  pointer.key(XK_2);
+  pointer.key(XK_5);
+  pointer.key(XK_Return);
+  idle();
+}
+
 }  // namespace korro::test

@@ -726,23 +726,55 @@ TEST(Vst3Plugin, HostileCallsNeitherCrashNorGiveNaN) {
   }
 }
 
-TEST(Vst3Plugin, ProcessingAllocatesNothing) {
+// Nor does switching on and off on the audio thread, as Ardour does, with a
+// state handed over meanwhile: setup_processing prepared the new block size.
+TEST(Vst3Plugin, ProcessingAndActivationAllocateNothing) {
   Instance fx(builtVst3());
   ASSERT_TRUE(fx.start(96000, 512));
-  StereoBuffer in = testInput(512), out(512);
+  StereoBuffer in = testInput(1024), out(1024);
   Changes changes, outputs;
   fx.process(in.channels(), 2, out.channels(), 512, &changes, &outputs);
+  Stream state(fx.state());
+  fx.stop();
+  ProcessSetup setup{0, 0, 1024, 48000};
+  ASSERT_EQ(fx.processor->table->setupProcessing(fx.processor, &setup), kOk);
   AllocationWatch watch;
   for (int b = 0; b < 50; ++b) {
+    if (b % 10 == 0) {
+      fx.component->table->setActive(fx.component, 0);
+      if (b == 20) fx.component->table->setState(fx.component, state.self());
+      fx.component->table->setActive(fx.component, 1);
+    }
     changes.clear();
     outputs.clear();
     changes.add(1, 100, b % 2 ? 0.2 : 0.9).add(2, 300, 0.4).add(4, 0, 0.7);
     if (b % 5 == 2) changes.add(kProgram, 17, (b % 8) / 7.0);
-    fx.process(in.channels(), 2, out.channels(), 512, &changes, &outputs);
+    ASSERT_EQ(fx.process(in.channels(), 2, out.channels(), 1024, &changes, &outputs), kOk);
     std::uint64_t flags = 0;
     fx.process(in.channels(), 2, out.channels(), 0, &changes, nullptr, &flags);
   }
   EXPECT_EQ(watch.count(), 0);
+}
+
+// Up to the bound every point splits the block, as for the VST 2 module;
+// beyond it points are thinned, but every parameter ends at its last point.
+TEST(Vst3Plugin, DenseAutomationKeepsEveryParametersLastPoint) {
+  const std::vector<Block> bound = {denseBlock(1024, 4096), {4096, {}}};
+  StereoBuffer in = testInput(8192);
+  EXPECT_EQ(firstDifference(renderVst(44100, 4096, bound, in), renderVst3(44100, 4096, bound, in)), 8192);
+
+  const Block dense = denseBlock(3000, 4096);
+  Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(44100, 4096));
+  renderVst3(fx, {dense}, in);
+  const std::vector<double> last = lastValues(dense);
+  for (ParamId i = 0; i < 5; ++i) EXPECT_EQ(fx.value(i), static_cast<float>(last[i])) << i;
+  // A parameter's one point among thousands of others'.
+  Block lone{4096, {{7, 4, 0.125}}};
+  for (int k = 0; k < 3000; ++k) lone.points.push_back({k, static_cast<ParamId>(1 + k % 3), k / 4096.0});
+  renderVst3(fx, {lone}, in);
+  EXPECT_EQ(fx.value(4), 0.125);
+  EXPECT_EQ(fx.value(3), static_cast<float>(2999 / 4096.0));
 }
 
 // ---------------------------------------------------------------- editor
@@ -841,8 +873,11 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
     EXPECT_EQ(fx.controller->table->createView(fx.controller, "other"), nullptr);
   }
 
-  // A knob dragged by hand reaches the host as one gesture, idled by the run loop only.
+  // Every edit reaches the host as a whole gesture (the editor brackets only
+  // drags), idled by the run loop only; the processor waits for the host's queue.
   Instance fx(builtVst3());
+  ASSERT_TRUE(fx.start(44100, 256));
+  const std::uint32_t tail = fx.processor->table->getTailSamples(fx.processor);
   auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
   ASSERT_NE(v, nullptr);
   v->table->setFrame(v, frame.self());
@@ -853,14 +888,15 @@ TEST(Vst3Editor, OpensOnTheHostsWindowIdlesOnItsRunLoopAndLeavesNothing) {
   }
   ASSERT_NE(host.child(), 0u) << "the editor made no window on the host's";
   Pointer pointer;
-  pointer.drag(67, 70, 67, 20, [&] { frame.tick(); });  // Decay, 50 pixels up: a quarter of the range
-  frame.tick();
-  EXPECT_EQ(fx.handler.begins, 1);
-  EXPECT_EQ(fx.handler.ends, 1);
-  EXPECT_GE(fx.handler.performs, 1);
-  EXPECT_EQ(fx.handler.lastId, 1u);
-  EXPECT_EQ(fx.handler.lastValue, 0.75);
-  EXPECT_EQ(fx.value(1), 0.75);
+  editEveryWay(pointer, [&] { frame.tick(); });
+  const GestureLog& g = fx.handler.gestures;
+  EXPECT_TRUE(g.whole()) << g.strays << " edits outside a gesture";
+  EXPECT_EQ(g.gestures[0], 1) << "the switch";
+  EXPECT_EQ(g.gestures[1], 3) << "Decay dragged, reset and typed";
+  EXPECT_EQ(g.last[0], 0.0);
+  EXPECT_EQ(g.last[1], 0.25);
+  EXPECT_EQ(fx.value(1), 0.25);
+  EXPECT_EQ(fx.processor->table->getTailSamples(fx.processor), tail) << "the engine waits for the host's queue";
 
   // A scale given while open: the host is asked for the new size.
   void* face = nullptr;

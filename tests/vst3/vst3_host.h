@@ -1,6 +1,6 @@
 // The host's side of the VST3 interfaces, small enough to read: parameter
 // change lists, a memory stream, a component handler and an editor frame with
-// a run loop. Fixed capacities, so a block with changes allocates nothing.
+// a run loop. Capacities fixed when made, so a block with changes allocates nothing.
 // Used by the in-process tests and by the renderer that runs under Wine.
 #pragma once
 
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/gesture_log.h"
 #include "vst3/vst3_abi.h"
 
 #if defined(_WIN32)
@@ -34,12 +35,12 @@ using namespace korro::vst3;
       [](void*) -> std::uint32_t { return 1; }, [](void*) -> std::uint32_t { return 1; }
 
 struct Queue {
-  static constexpr std::int32_t kCapacity = 64;
+  static constexpr std::int32_t kCapacity = 1024;
   const ParamValueQueueTable* table;
   ParamId id = 0;
   std::int32_t count = 0;
-  std::int32_t offsets[kCapacity] = {};
-  double values[kCapacity] = {};
+  std::vector<std::int32_t> offsets = std::vector<std::int32_t>(kCapacity);
+  std::vector<double> values = std::vector<double>(kCapacity);
 
   static Queue* of(void* s) { return static_cast<Queue*>(s); }
   static const ParamValueQueueTable kTable;
@@ -177,6 +178,7 @@ inline const BStreamTable Stream::kTable = {
 struct Handler {
   const ComponentHandlerTable* table;
   int begins = 0, performs = 0, ends = 0, restarts = 0, refs = 0;
+  GestureLog gestures;
   std::int32_t lastRestartFlags = 0;
   ParamId lastId = 0;
   double lastValue = -1.0;
@@ -197,17 +199,20 @@ inline const ComponentHandlerTable Handler::kTable = {
     [](void* s, ParamId id) -> Result {
       ++of(s)->begins;
       of(s)->lastId = id;
+      of(s)->gestures.begin(id);
       return kOk;
     },
     [](void* s, ParamId id, double v) -> Result {
       ++of(s)->performs;
       of(s)->lastId = id;
       of(s)->lastValue = v;
+      of(s)->gestures.value(id, v);
       return kOk;
     },
     [](void* s, ParamId id) -> Result {
       ++of(s)->ends;
       of(s)->lastId = id;
+      of(s)->gestures.end(id);
       return kOk;
     },
     [](void* s, std::int32_t flags) -> Result {
