@@ -13,6 +13,7 @@
 
 #include "clap_abi.h"
 #include "korro/version.h"
+#include "shell/editor_factory.h"
 #include "shell/front_buffers.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
@@ -297,11 +298,13 @@ class ClapReverb {
     return dispatch(effVendorSpecific, kContentScaleIndex, kContentScaleValue, nullptr, factor) != 0;
   }
 
+  // The editor's size in the host's units: a host whose toolkit scales multiplies it again.
   bool guiSize(std::uint32_t* width, std::uint32_t* height) {
     ERect* r = nullptr;
     if (!width || !height || !dispatch(effEditGetRect, 0, 0, &r) || !r) return false;
-    *width = static_cast<std::uint32_t>(std::max(0, r->right - r->left));
-    *height = static_cast<std::uint32_t>(std::max(0, r->bottom - r->top));
+    const HostSize size = hostEditorSize(std::max(0, r->right - r->left), std::max(0, r->bottom - r->top));
+    *width = static_cast<std::uint32_t>(size.width);
+    *height = static_cast<std::uint32_t>(size.height);
     return true;
   }
 
@@ -421,11 +424,13 @@ class ClapReverb {
         if (front) front->gesture({Gesture::End, index, 0.0f});
         return 0;
       case audioMasterSizeWindow:
-        if (front && front->hostGui_ && front->hostGui_->requestResize)
-          return front->hostGui_->requestResize(front->host_, static_cast<std::uint32_t>(index),
-                                                static_cast<std::uint32_t>(value))
+        if (front && front->hostGui_ && front->hostGui_->requestResize) {
+          const HostSize size = hostEditorSize(index, static_cast<int>(value));
+          return front->hostGui_->requestResize(front->host_, static_cast<std::uint32_t>(size.width),
+                                                static_cast<std::uint32_t>(size.height))
                      ? 1
                      : 0;
+        }
         return 0;
       default:
         return 0;  // audioMasterPinConnected: 0 means connected
@@ -525,7 +530,12 @@ const PluginGui kGui = {
     [](const Plugin* p, double scale) { return ClapReverb::self(p)->setScale(scale); },
     [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
     [](const Plugin*) { return false; },
-    [](const Plugin*, GuiResizeHints*) { return false; },
+    // Hosts size their frame from these: one fixed size, no aspect to keep.
+    [](const Plugin*, GuiResizeHints* hints) {
+      if (!hints) return false;
+      *hints = GuiResizeHints{false, false, false, 0, 0};
+      return true;
+    },
     [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
     [](const Plugin* p, std::uint32_t w, std::uint32_t h) {
       std::uint32_t cw = 0, ch = 0;

@@ -35,6 +35,8 @@ void* parentOf(const Window* window);
 int width(const Window* window);
 int height(const Window* window);
 Rgb pixel(const Window* window, int x, int y);
+// What the window shows beyond its pixels (black until set).
+Rgb background(const Window* window);
 // Rows top to bottom, three bytes a pixel.
 const std::uint8_t* pixels(const Window* window);
 // Marks the window's contents as lost, so a paint is pending.
@@ -70,8 +72,9 @@ void advance(std::uint32_t milliseconds);
 // Total of all sleeps asked for.
 std::uint64_t sleptMs();
 
-// What desktopScale answers (1 until set).
+// What desktopScale answers (0, none, until set) and what toolkitScale answers (1 until set).
 void setDesktopScale(double scale);
+void setToolkitScale(double scale);
 
 // Forgets scripted input, queued presses and the clock's sleep count.
 void resetInput();

@@ -19,6 +19,7 @@ struct korro::platform::Window {
   std::string className;
   std::string title;
   bool paintPending = true;
+  Rgb background;
   struct Press {
     int x, y, buttons;
   };
@@ -45,7 +46,8 @@ struct State {
   std::uint64_t polls = 0;
   std::uint32_t clock = 1000;
   std::uint64_t slept = 0;
-  double desktopScale = 1.0;
+  double desktopScale = 0.0;
+  double toolkitScale = 1.0;
 };
 
 State& state() {
@@ -94,6 +96,10 @@ Window* createWindow(void* parent, int width, int height, const char* className,
   w->title = title ? title : "";
   state().windows.push_back(w);
   return w;
+}
+
+void setWindowBackground(Window* window, Rgb colour) {
+  if (alive(window)) window->background = colour;
 }
 
 // In memory the window is its own handle.
@@ -220,6 +226,7 @@ void destroyEditBox(EditBox* box) {
 std::uint32_t tickCount() { return state().clock; }
 
 double desktopScale(void*) { return state().desktopScale; }
+double toolkitScale() { return state().toolkitScale; }
 
 void sleepMs(int milliseconds) {
   if (milliseconds <= 0) return;
@@ -283,6 +290,8 @@ std::uint32_t now() { return state().clock; }
 void advance(std::uint32_t ms) { state().clock += ms; }
 std::uint64_t sleptMs() { return state().slept; }
 void setDesktopScale(double scale) { state().desktopScale = scale; }
+void setToolkitScale(double scale) { state().toolkitScale = scale; }
+Rgb background(const Window* w) { return alive(w) ? w->background : Rgb{}; }
 
 void resetInput() {
   State& s = state();
