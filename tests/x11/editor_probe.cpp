@@ -5,9 +5,10 @@
 //       Ardour's two plug-in windows, VST3 and LV2. In each, every pixel of the
 //       editor's window is the editor's own drawing at SCALE or, beyond the
 //       drawing, the drawing's top-left colour; again after the plug-in window
-//       is made larger. A screenshot of each window before that
-//       (DIR/ardour-vst3.png, DIR/ardour-lv2.png), then Decay dragged up by a
-//       quarter of its range in each, then Ctrl+S over Ardour's main window.
+//       is made larger. Screenshots of each window before and after that
+//       (DIR/ardour-vst3.png, DIR/ardour-vst3-larger.png, the same for lv2),
+//       then Decay dragged up by a quarter of its range in each, then Ctrl+S
+//       over Ardour's main window.
 //   korro-editor-probe jalv SCALE
 //       jalv's editor: the frame it sits in is the editor window's size and
 //       every pixel of it is painted as above.
@@ -319,6 +320,8 @@ int ardour(double scale, const std::string& dir) {
       ok = false;
     }
     ok &= paintedWithin(editor, picture, "ardour-" + format + "-larger", 30);
+    if (screenshot(top, dir + "/ardour-" + format + "-larger.png"))
+      std::printf("  screenshot %s/ardour-%s-larger.png\n", dir.c_str(), format.c_str());
     dragDecay(editor, scale);
     pluginWindows.push_back(onScreen(top));
   }
