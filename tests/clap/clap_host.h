@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "clap/clap_abi.h"
@@ -33,6 +34,7 @@ struct ClapHost {
   int tailChanged = 0;
   int rescans = 0;
   int timersRegistered = 0;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> resizeRequests;
   std::vector<std::string> presetsLoaded;
   std::vector<std::string> presetErrors;
 };

@@ -35,8 +35,6 @@ void* parentOf(const Window* window);
 int width(const Window* window);
 int height(const Window* window);
 Rgb pixel(const Window* window, int x, int y);
-// What the window shows beyond its pixels (black until set).
-Rgb background(const Window* window);
 // Rows top to bottom, three bytes a pixel.
 const std::uint8_t* pixels(const Window* window);
 // Marks the window's contents as lost, so a paint is pending.

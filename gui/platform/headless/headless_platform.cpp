@@ -19,7 +19,6 @@ struct korro::platform::Window {
   std::string className;
   std::string title;
   bool paintPending = true;
-  Rgb background;
   struct Press {
     int x, y, buttons;
   };
@@ -98,9 +97,8 @@ Window* createWindow(void* parent, int width, int height, const char* className,
   return w;
 }
 
-void setWindowBackground(Window* window, Rgb colour) {
-  if (alive(window)) window->background = colour;
-}
+// Every window is exactly the picture's size here.
+void setWindowBackground(Window*, Rgb) {}
 
 // In memory the window is its own handle.
 void* nativeWindow(const Window* window) { return const_cast<Window*>(window); }
@@ -291,7 +289,6 @@ void advance(std::uint32_t ms) { state().clock += ms; }
 std::uint64_t sleptMs() { return state().slept; }
 void setDesktopScale(double scale) { state().desktopScale = scale; }
 void setToolkitScale(double scale) { state().toolkitScale = scale; }
-Rgb background(const Window* w) { return alive(w) ? w->background : Rgb{}; }
 
 void resetInput() {
   State& s = state();
