@@ -25,24 +25,13 @@ vst3_bundle=$1 lv2_bundle=$2 probe=$3 out=$4
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/korro-ardour-editors.XXXXXX")
 xvfb="" ardour_pid=""
-stop() {  # stop PID: asked first, then made to
-  local pid=$1 i
-  kill "$pid" 2>/dev/null || return 0
-  for i in $(seq 50); do kill -0 "$pid" 2>/dev/null || break; sleep 0.2; done
-  kill -9 "$pid" 2>/dev/null || true
-  wait "$pid" 2>/dev/null || true
-}
+. "$here/../support/real_host.sh"
 cleanup() {
   [ -z "$ardour_pid" ] || stop "$ardour_pid"
   [ -z "$xvfb" ] || stop "$xvfb"
   rm -rf "$work"
 }
 trap cleanup EXIT
-
-fail() {
-  echo "FAIL: $*" >&2
-  exit 1
-}
 
 export HOME=$work/home
 export XDG_CONFIG_HOME=$HOME/.config XDG_CACHE_HOME=$HOME/.cache XDG_DATA_HOME=$HOME/.local/share
@@ -86,11 +75,7 @@ vst3_window=$(awk -F'\t' '$1 == "window" && $2 == "vst3" {print $3}' "$work/lua.
 lv2_window=$(awk -F'\t' '$1 == "window" && $2 == "lv2" {print $3}' "$work/lua.txt")
 ! grep -q '<Extra>' "$work/template/editors.ardour" || fail "the session already holds window state"
 
-Xvfb -displayfd 9 -screen 0 1920x1200x24 -nolisten tcp -noreset 9>"$work/display" 2>"$work/xvfb.log" &
-xvfb=$!
-for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-[ -s "$work/display" ] || { cat "$work/xvfb.log"; fail "Xvfb did not start"; }
-export DISPLAY=:$(head -n1 "$work/display")
+start_xvfb 1920x1200 "$work"
 
 # The value of `pattern`'s value attribute in the session file.
 value() { grep -o "$2 value=\"[^\"]*\"" "$1" | head -n1 | sed 's/.*value="//; s/"$//'; }

@@ -14,13 +14,7 @@ lv2_dir=$(cd "$1" && pwd) probe=$2
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/korro-jalv.XXXXXX")
 xvfb="" jack="" jalv=""
-stop() {  # stop PID: asked first, then made to
-  local pid=$1 i
-  kill "$pid" 2>/dev/null || return 0
-  for i in $(seq 50); do kill -0 "$pid" 2>/dev/null || break; sleep 0.2; done
-  kill -9 "$pid" 2>/dev/null || true
-  wait "$pid" 2>/dev/null || true
-}
+. "$(dirname "$0")/../support/real_host.sh"
 cleanup() {
   local pid
   for pid in $jalv $jack $xvfb; do stop "$pid"; done
@@ -28,21 +22,12 @@ cleanup() {
 }
 trap cleanup EXIT
 
-fail() {
-  echo "FAIL: $*" >&2
-  exit 1
-}
-
 export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config XDG_RUNTIME_DIR=$work/run
 mkdir -p "$HOME" "$XDG_RUNTIME_DIR"
 chmod 700 "$XDG_RUNTIME_DIR"
 unset QT_SCALE_FACTOR
 
-Xvfb -displayfd 9 -screen 0 1280x1024x24 -nolisten tcp -noreset 9>"$work/display" 2>"$work/xvfb.log" &
-xvfb=$!
-for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-[ -s "$work/display" ] || { cat "$work/xvfb.log"; fail "Xvfb did not start"; }
-export DISPLAY=:$(head -n1 "$work/display")
+start_xvfb 1280x1024 "$work"
 
 # A server of this test's name; no client may start one of its own.
 export JACK_DEFAULT_SERVER=korro-jalv-$$ JACK_NO_START_SERVER=1

@@ -227,16 +227,6 @@ bool paintedWithin(::Window editor, const Picture& picture, const std::string& w
   return left == 0;
 }
 
-void movePointer(int x, int y) {
-  XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
-  XSync(display, False);
-}
-
-void button(bool down) {
-  XTestFakeButtonEvent(display, 1, down, CurrentTime);
-  XSync(display, False);
-}
-
 // Decay's knob pressed, moved up by a quarter of its range in a few steps and
 // released, at a person's pace: the host's idle delivers the press.
 void dragDecay(::Window editor, double scale) {
@@ -244,41 +234,33 @@ void dragDecay(::Window editor, double scale) {
   const layout::Box knob = layout::scaled(layout::knobBox(layout::kDecayKnob, true), scale);
   const int x = r.x + (knob.left + knob.right) / 2, y = r.y + (knob.top + knob.bottom) / 2;
   const int distance = layout::scaled(50, scale);
-  movePointer(x, y);
-  pause(100);
-  button(true);
-  pause(300);
-  for (int step = 1; step <= 5; ++step) {
-    movePointer(x, y - distance * step / 5);
-    pause(60);
-  }
-  pause(300);
-  button(false);
-  pause(300);
+  auto up = [&](int pixels) {
+    XTestFakeMotionEvent(display, -1, x, y - pixels, CurrentTime);
+    XSync(display, False);
+  };
+  auto press = [&](bool down) {
+    XTestFakeButtonEvent(display, 1, down, CurrentTime);
+    XSync(display, False);
+    pause(300);
+  };
+  up(0);
+  press(true);
+  for (int step = 1; step <= 4; ++step, pause(60)) up(distance * step / 4);
+  press(false);
 }
 
-// Ctrl+S with the pointer over a part of Ardour's main window that no plug-in window covers.
-bool saveArdourSession(const std::vector<Rect>& pluginWindows) {
+// Ctrl+S to Ardour's main window, given the keyboard.
+bool saveArdourSession() {
   for (::Window w : childrenOf(DefaultRootWindow(display))) {
     const std::string name = nameOf(w);
     if (name.size() < 9 || name.compare(name.size() - 9, 9, " - Ardour") != 0) continue;
-    const Rect main = onScreen(w);
-    for (int y = main.y + main.h / 4; y < main.y + main.h; y += 20)
-      for (int x = main.x + main.w / 2; x < main.x + main.w; x += 20) {
-        bool covered = false;
-        for (const Rect& p : pluginWindows) covered |= p.contains({x, y, 1, 1});
-        if (covered) continue;
-        movePointer(x, y);
-        pause(200);
-        const KeyCode control = XKeysymToKeycode(display, XK_Control_L), s = XKeysymToKeycode(display, XK_s);
-        XTestFakeKeyEvent(display, control, True, CurrentTime);
-        XTestFakeKeyEvent(display, s, True, CurrentTime);
-        XTestFakeKeyEvent(display, s, False, CurrentTime);
-        XTestFakeKeyEvent(display, control, False, CurrentTime);
-        XSync(display, False);
-        std::printf("Ctrl+S over Ardour's main window \"%s\" at %d,%d\n", name.c_str(), x, y);
-        return true;
-      }
+    XSetInputFocus(display, w, RevertToParent, CurrentTime);
+    for (const bool down : {true, false})
+      for (const KeySym key : {down ? XK_Control_L : XK_s, down ? XK_s : XK_Control_L})
+        XTestFakeKeyEvent(display, XKeysymToKeycode(display, key), down, CurrentTime);
+    XSync(display, False);
+    std::printf("Ctrl+S to Ardour's main window \"%s\"\n", name.c_str());
+    return true;
   }
   std::printf("Ardour's main window not found\n");
   return false;
@@ -292,7 +274,6 @@ int ardour(double scale, const std::string& dir) {
     return 1;
   }
   bool ok = true;
-  std::vector<Rect> pluginWindows;
   for (::Window editor : editors) {
     const ::Window top = topLevelOf(editor);
     const std::string title = nameOf(top);
@@ -323,9 +304,8 @@ int ardour(double scale, const std::string& dir) {
     if (screenshot(top, dir + "/ardour-" + format + "-larger.png"))
       std::printf("  screenshot %s/ardour-%s-larger.png\n", dir.c_str(), format.c_str());
     dragDecay(editor, scale);
-    pluginWindows.push_back(onScreen(top));
   }
-  return ok && saveArdourSession(pluginWindows) ? 0 : 1;
+  return ok && saveArdourSession() ? 0 : 1;
 }
 
 int jalv(double scale) {
