@@ -78,7 +78,8 @@ TEST(ScaleLaw, ToolkitFactorsAreReadAsTheirToolkitsReadThem) {
   EXPECT_EQ(x11::gdkScale(nullptr), 1.0);
   EXPECT_EQ(x11::qtScaleFactor("1.5"), 1.5);
   EXPECT_EQ(x11::qtScaleFactor(" 2 "), 2.0);
-  for (const char* one : {"", "0", "-2", "2x", "abc", "inf", "nan"}) EXPECT_EQ(x11::qtScaleFactor(one), 1.0) << one;
+  EXPECT_EQ(x11::qtScaleFactor(".5"), 0.5);
+  for (const char* one : {"", ".", "0", "-2", "2x", "1,5", "inf", "nan"}) EXPECT_EQ(x11::qtScaleFactor(one), 1.0) << one;
   EXPECT_EQ(x11::qtScaleFactor(nullptr), 1.0);
   EXPECT_EQ(platform::toolkitEdge(600, 2.0), 300);
   EXPECT_EQ(platform::toolkitEdge(450, 1.5), 300);

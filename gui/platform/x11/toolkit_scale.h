@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cctype>
-#include <cmath>
 #include <cstdlib>
 
 namespace korro::x11 {
@@ -14,14 +13,21 @@ inline double gdkScale(const char* value) {
   return v > 0 ? static_cast<double>(v) : 1.0;
 }
 
-// QT_SCALE_FACTOR as Qt takes it: a decimal number and nothing else but blanks, above 0.
+// QT_SCALE_FACTOR as Qt takes it: a decimal number with a point, whatever the
+// host's locale, and nothing else but blanks; above 0.
 inline double qtScaleFactor(const char* value) {
   if (!value) return 1.0;
-  char* end = nullptr;
-  const double v = std::strtod(value, &end);
-  if (end == value) return 1.0;
-  while (std::isspace(static_cast<unsigned char>(*end))) ++end;
-  return *end == 0 && std::isfinite(v) && v > 0.0 ? v : 1.0;
+  auto blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+  auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  const char* p = value;
+  while (blank(*p)) ++p;
+  double v = 0.0;
+  bool digits = false;
+  for (; digit(*p); ++p, digits = true) v = v * 10.0 + (*p - '0');
+  if (*p == '.')
+    for (double unit = 0.1; digit(*++p); unit /= 10.0, digits = true) v += (*p - '0') * unit;
+  while (blank(*p)) ++p;
+  return digits && *p == 0 && v > 0.0 ? v : 1.0;
 }
 
 }  // namespace korro::x11
