@@ -16,6 +16,7 @@
 
 #include "clap_abi.h"
 #include "korro/version.h"
+#include "shell/editor_factory.h"
 #include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
@@ -256,11 +257,13 @@ class ClapReverb final : public HostSide {
     return dispatch(effVendorSpecific, kContentScaleIndex, kContentScaleValue, nullptr, factor) != 0;
   }
 
+  // The editor's size in the host's units: a host whose toolkit scales multiplies it again.
   bool guiSize(std::uint32_t* width, std::uint32_t* height) {
     ERect* r = nullptr;
     if (!width || !height || !dispatch(effEditGetRect, 0, 0, &r) || !r) return false;
-    *width = static_cast<std::uint32_t>(std::max(0, r->right - r->left));
-    *height = static_cast<std::uint32_t>(std::max(0, r->bottom - r->top));
+    const HostSize size = hostEditorSize(std::max(0, r->right - r->left), std::max(0, r->bottom - r->top));
+    *width = static_cast<std::uint32_t>(size.width);
+    *height = static_cast<std::uint32_t>(size.height);
     return true;
   }
 
@@ -325,9 +328,12 @@ class ClapReverb final : public HostSide {
     edited(edits_[index]);
   }
   void endEdit(std::int32_t index) override { edited(ended_[index]); }
+  // In the host's units: a host whose toolkit scales multiplies the size again.
   bool resizeEditor(std::int32_t width, std::int32_t height) override {
-    return hostGui_ && hostGui_->requestResize &&
-           hostGui_->requestResize(host_, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
+    if (!hostGui_ || !hostGui_->requestResize) return false;
+    const HostSize size = hostEditorSize(width, height);
+    return hostGui_->requestResize(host_, static_cast<std::uint32_t>(size.width),
+                                   static_cast<std::uint32_t>(size.height));
   }
 
   void edited(std::atomic<std::uint32_t>& count) {
@@ -500,7 +506,12 @@ const PluginGui kGui = {
     [](const Plugin* p, double scale) { return ClapReverb::self(p)->setScale(scale); },
     [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
     [](const Plugin*) { return false; },
-    [](const Plugin*, GuiResizeHints*) { return false; },
+    // Hosts size their frame from these: one fixed size, no aspect to keep.
+    [](const Plugin*, GuiResizeHints* hints) {
+      if (!hints) return false;
+      *hints = GuiResizeHints{false, false, false, 0, 0};
+      return true;
+    },
     [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
     [](const Plugin* p, std::uint32_t w, std::uint32_t h) {
       std::uint32_t cw = 0, ch = 0;

@@ -30,6 +30,11 @@ CRect rectOf(const layout::Box& b, double scale) {
 
 AEffEditor* createReverbEditor(EditController& controller) { return new ReverbEditor(&controller); }
 
+HostSize hostEditorSize(int width, int height) {
+  const double toolkit = korro::platform::toolkitScale();
+  return {korro::platform::toolkitEdge(width, toolkit), korro::platform::toolkitEdge(height, toolkit)};
+}
+
 ReverbEditor::ReverbEditor(EditController* c) : AEffGUIEditor(c) { useScale(1.0); }
 
 void ReverbEditor::useScale(double value) {
@@ -45,7 +50,8 @@ void ReverbEditor::useScale(double value) {
 
 double ReverbEditor::wantedScale(void* parent) {
   if (hostScale > 0.0) return hostScale;
-  return layout::snapScale(korro::platform::desktopScale(parent));
+  const double desktop = korro::platform::desktopScale(parent);
+  return layout::snapScale(desktop > 0.0 ? desktop : korro::platform::toolkitScale());
 }
 
 std::intptr_t ReverbEditor::getRect(ERect** r) {

@@ -73,7 +73,7 @@ class ReverbEditor : public AEffGUIEditor, public CControlListener {
  private:
   // The user's own change: the controller stores it and the controls show it at once.
   void automate(std::int32_t index, float value);
-  // The host's scale, else the desktop's.
+  // The host's scale, else the desktop's, else its toolkit's.
   double wantedScale(void* parent);
   // Loads the skin of this scale and sizes the rectangle the host reads.
   void useScale(double value);

@@ -15,6 +15,10 @@ CBitmap::CBitmap(std::int32_t id) : resourceId(id) {
 
 CBitmap::~CBitmap() { platform::freeBitmap(picture); }
 
+korro::platform::Rgb CBitmap::getPixel(std::int32_t x, std::int32_t y) const {
+  return platform::bitmapPixel(picture, x, y);
+}
+
 void CBitmap::forget() {
   if (nbReference <= 0) return;
   if (--nbReference == 0) delete this;

@@ -2,10 +2,7 @@
 #pragma once
 
 #include "geometry.h"
-
-namespace korro::platform {
-struct Bitmap;
-}
+#include "platform/platform.h"
 
 class CDrawContext;
 
@@ -24,6 +21,7 @@ class CBitmap {
   std::int32_t getWidth() const { return width; }
   std::int32_t getHeight() const { return height; }
   std::int32_t getResourceId() const { return resourceId; }
+  korro::platform::Rgb getPixel(std::int32_t x, std::int32_t y) const;
   bool isLoaded() const { return picture != nullptr; }
 
   void remember() { ++nbReference; }

@@ -67,6 +67,8 @@ void CFrame::setBackground(CBitmap* bitmap) {
   if (bitmap) bitmap->remember();
   if (background) background->forget();
   background = bitmap;
+  // A host may make the window larger than the picture: the rest takes the picture's frame colour.
+  if (window && background) platform::setWindowBackground(window, background->getPixel(0, 0));
 }
 
 void CFrame::draw(CDrawContext* context) {

@@ -166,9 +166,13 @@ LV2UI_Handle instantiate(const LV2UI_Descriptor*, const char*, const char*, LV2U
     return nullptr;
   }
   if (widget) *widget = window;
+  // The host fits its frame to this; a host whose toolkit scales multiplies it again.
   if (auto* resize = static_cast<const LV2UI_Resize*>(feature(features, LV2_UI__resize)); resize && resize->ui_resize) {
     ERect* rect = nullptr;
-    if (ui->editor->getRect(&rect) && rect) resize->ui_resize(resize->handle, rect->right - rect->left, rect->bottom - rect->top);
+    if (ui->editor->getRect(&rect) && rect) {
+      const HostSize size = hostEditorSize(rect->right - rect->left, rect->bottom - rect->top);
+      resize->ui_resize(resize->handle, size.width, size.height);
+    }
   }
   return ui;
 }

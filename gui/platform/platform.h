@@ -50,6 +50,8 @@ Bitmap* loadBitmap(int resourceId);
 void freeBitmap(Bitmap* bitmap);
 int bitmapWidth(const Bitmap* bitmap);
 int bitmapHeight(const Bitmap* bitmap);
+// The colour of the picture's pixel (x, y); black outside it.
+Rgb bitmapPixel(const Bitmap* bitmap, int x, int y);
 
 // ---------------------------------------------------------------- windows
 // Receives a window's events. Both are delivered from dispatchEvents or pumpOnePaint.
@@ -71,6 +73,9 @@ class WindowHandler {
 Window* createWindow(void* parent, int width, int height, const char* className, const char* title,
                      WindowHandler* handler);
 void destroyWindow(Window* window);
+// What the window shows beyond its width × height when the host makes it
+// larger: this colour, painted without waiting for the editor's idle.
+void setWindowBackground(Window* window, Rgb colour);
 // The operating system's own handle of the window (an X11 window id, an HWND),
 // for a host that embeds it.
 void* nativeWindow(const Window* window);
@@ -128,8 +133,20 @@ std::uint32_t tickCount();  // milliseconds
 void sleepMs(int milliseconds);
 
 // The desktop's scale for a window on `parent` (the system's dots per inch over
-// 96), 1 when unknown; asked only when the host names no scale.
+// 96), 0 when unknown; asked only when the host names no scale.
 double desktopScale(void* parent);
+// The factor by which the host's own toolkit enlarges every size the plug-in
+// reports to it (and so the scale its desktop wants): GDK_SCALE in a process
+// with GTK 3 loaded, QT_SCALE_FACTOR in one with Qt 5 or 6; 1 elsewhere.
+double toolkitScale();
+// An edge of `pixels` screen pixels in the units of a toolkit that enlarges by
+// `toolkit`, rounded up so the toolkit's frame never cuts the picture.
+inline int toolkitEdge(int pixels, double toolkit) {
+  if (!(toolkit > 0.0)) return pixels;
+  const double edge = pixels / toolkit;
+  const int whole = static_cast<int>(edge);
+  return whole < edge ? whole + 1 : whole;
+}
 
 // A number that identifies this module in the process (names the window class).
 std::uintptr_t moduleInstance();

@@ -16,6 +16,7 @@
 #include "support/alloc_counter.h"
 #include "support/front_checks.h"
 #include "support/gesture_log.h"
+#include "support/host_toolkit.h"
 #include "support/module_fixture.h"
 
 // Last: Xlib's macros (None, Bool, Status) clash with other names.
@@ -425,6 +426,12 @@ TEST(ClapPlugin, TheEditorIsOfferedWhateverTheHostOffersButNeedsItsTimer) {
   EXPECT_EQ(w, 300u);
   EXPECT_EQ(h, 196u);
   EXPECT_FALSE(gui->canResize(withTimer.plugin()));
+  // Hosts size their frame from the hints: fixed in both directions, no aspect to keep.
+  clap::GuiResizeHints hints{true, true, true, 3, 2};
+  ASSERT_TRUE(gui->getResizeHints(withTimer.plugin(), &hints));
+  EXPECT_FALSE(hints.canResizeHorizontally);
+  EXPECT_FALSE(hints.canResizeVertically);
+  EXPECT_FALSE(hints.preserveAspectRatio);
   EXPECT_TRUE(gui->setSize(withTimer.plugin(), 300, 196));
   EXPECT_FALSE(gui->setSize(withTimer.plugin(), 400, 196));
   // The host's scale reaches the editor whole (the editor snaps 1.25 to 1.5).
@@ -506,6 +513,45 @@ TEST(ClapEditor, EveryEditReachesTheHostAsAWholeGesture) {
     EXPECT_EQ(tail(fx), tail(reference)) << "the engine has the edited values";
     gui->destroy(p);
   }
+}
+
+// A Qt host at QT_SCALE_FACTOR=2 (Qtractor) names no scale and doubles every
+// size it is told. Needs an X server: ctest runs it under Xvfb.
+TEST(ClapEditor, InAQtHostAtScaleFactor2ThePictureIs600By392AndTheHostIsToldHalf) {
+  const char* display = std::getenv("DISPLAY");
+  if (!display || !*display) GTEST_SKIP() << "no X server";
+  HostToolkit qt({"libQt6Gui.so.6", "libQt5Gui.so.5"}, "QT_SCALE_FACTOR", "2");
+  ASSERT_TRUE(qt.loaded) << "neither Qt 6 nor Qt 5 is installed";
+  HostWindow window(nullptr, 600, 392);
+  ASSERT_NE(window.display, nullptr);
+  ClapHost host;
+  ClapInstance fx(host);
+  const auto* gui = fx.ext<clap::PluginGui>(clap::kGuiId);
+  const auto* timer = fx.ext<clap::PluginTimerSupport>(clap::kTimerSupportId);
+  auto idle = [&] {
+    for (int i = 0; i < 3; ++i) {
+      timer->onTimer(fx.plugin(), 1);
+      pause(10);
+    }
+  };
+  ASSERT_TRUE(gui->create(fx.plugin(), "x11", false));
+  std::uint32_t w = 0, h = 0;
+  ASSERT_TRUE(gui->getSize(fx.plugin(), &w, &h));
+  EXPECT_EQ(std::make_pair(w, h), std::make_pair(300u, 196u));
+  EXPECT_TRUE(gui->setSize(fx.plugin(), 300, 196));
+  clap::Window parent{"x11", {}};
+  parent.x11 = window.window;
+  ASSERT_TRUE(gui->setParent(fx.plugin(), &parent));
+  idle();
+  EXPECT_EQ(window.size(window.child()), (std::pair<int, int>{600, 392}));
+  // The host's own call still sets the picture's scale, told halved as well.
+  EXPECT_TRUE(gui->setScale(fx.plugin(), 1.0));
+  idle();
+  EXPECT_EQ(window.size(window.child()), (std::pair<int, int>{300, 196}));
+  ASSERT_TRUE(gui->getSize(fx.plugin(), &w, &h));
+  EXPECT_EQ(std::make_pair(w, h), std::make_pair(150u, 98u));
+  EXPECT_EQ(host.resizeRequests, (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{150, 98}}));
+  gui->destroy(fx.plugin());
 }
 
 }  // namespace

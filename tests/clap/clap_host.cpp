@@ -23,6 +23,16 @@ const clap::HostTimerSupport kTimers = {
     },
     [](const clap::Host*, clap::Id) { return true; },
 };
+const clap::HostGui kGui = {
+    [](const clap::Host*) {},
+    [](const clap::Host* h, std::uint32_t width, std::uint32_t height) {
+      hostOf(h)->resizeRequests.emplace_back(width, height);
+      return true;
+    },
+    [](const clap::Host*) { return true; },
+    [](const clap::Host*) { return true; },
+    [](const clap::Host*, bool) {},
+};
 const clap::HostPresetLoad kPresetLoad = {
     [](const clap::Host* h, std::uint32_t, const char*, const char* key, std::int32_t, const char*) {
       hostOf(h)->presetErrors.push_back(key ? key : "(null)");
@@ -83,6 +93,7 @@ ClapHost::ClapHost() {
     if (!std::strcmp(id, clap::kParamsId)) return &kParams;
     if (!std::strcmp(id, clap::kTimerSupportId)) return &kTimers;
     if (!std::strcmp(id, clap::kPresetLoadId)) return &kPresetLoad;
+    if (!std::strcmp(id, clap::kGuiId)) return &kGui;
     return nullptr;
   };
   record.requestRestart = record.requestProcess = record.requestCallback = [](const clap::Host*) {};

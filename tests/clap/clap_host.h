@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "clap/clap_abi.h"
@@ -64,6 +65,7 @@ struct ClapHost {
   int tailChanged = 0;
   int rescans = 0;
   int timersRegistered = 0;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> resizeRequests;
   std::vector<std::string> presetsLoaded;
   std::vector<std::string> presetErrors;
 };

@@ -17,6 +17,7 @@
 #include "editor_fixture.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
+#include "gui/platform/x11/toolkit_scale.h"
 #include "gui/platform/x11/xft_dpi.h"
 
 namespace korro::test {
@@ -68,6 +69,24 @@ TEST(ScaleLaw, XftDpiIsReadFromTheResourceLinesAndSnapsToTheScales) {
   EXPECT_EQ(layout::snapScale(192 / 96.0), 2.0);
 }
 
+// GDK_SCALE and QT_SCALE_FACTOR as GTK 3 and Qt read them, and what a host of
+// that toolkit is told of an edge: divided by the factor, rounded up.
+TEST(ScaleLaw, ToolkitFactorsAreReadAsTheirToolkitsReadThem) {
+  EXPECT_EQ(x11::gdkScale("2"), 2.0);
+  EXPECT_EQ(x11::gdkScale("2.5"), 2.0);  // whole numbers only
+  for (const char* one : {"", "0", "-2", "abc"}) EXPECT_EQ(x11::gdkScale(one), 1.0) << one;
+  EXPECT_EQ(x11::gdkScale(nullptr), 1.0);
+  EXPECT_EQ(x11::qtScaleFactor("1.5"), 1.5);
+  EXPECT_EQ(x11::qtScaleFactor(" 2 "), 2.0);
+  EXPECT_EQ(x11::qtScaleFactor(".5"), 0.5);
+  for (const char* one : {"", ".", "0", "-2", "2x", "1,5", "inf", "nan"}) EXPECT_EQ(x11::qtScaleFactor(one), 1.0) << one;
+  EXPECT_EQ(x11::qtScaleFactor(nullptr), 1.0);
+  EXPECT_EQ(platform::toolkitEdge(600, 2.0), 300);
+  EXPECT_EQ(platform::toolkitEdge(450, 1.5), 300);
+  EXPECT_EQ(platform::toolkitEdge(392, 1.5), 262);  // 261.3
+  EXPECT_EQ(platform::toolkitEdge(196, 0.0), 196);
+}
+
 // ---------------------------------------------------------------- pictures on file
 struct Png {
   int width = 0, height = 0;
@@ -111,7 +130,8 @@ int referenceMismatches(const Png& shown, const std::string& name) {
 class ScaledEditor : public EditorTest {
  protected:
   void TearDown() override {
-    hl::setDesktopScale(1.0);
+    hl::setDesktopScale(0.0);
+    hl::setToolkitScale(1.0);
     EditorTest::TearDown();
   }
   std::intptr_t scaleTo(float scale, std::int32_t index = kPreS, std::intptr_t value = kAeCs) {
@@ -180,6 +200,25 @@ TEST_F(ScaledEditor, AScaleWhileOpenRebuildsTheWindowAndAsksTheHostToResize) {
   idle();
   EXPECT_EQ(windowSize(), (std::vector<int>{300, 196}));
   EXPECT_EQ(mismatches(window(), CRect(0, 0, 300, 40), kBackgroundBitmap, 0, 0), 0);
+}
+
+// The scale of a host toolkit that enlarges what it is told (GDK_SCALE in a
+// GTK 3 host) counts only where the desktop names none: any Xft.dpi, 96 too, comes first.
+TEST_F(ScaledEditor, WithoutXftDpiTheHostToolkitsScaleDecides) {
+  hl::setToolkitScale(2.0);
+  EXPECT_EQ(rectSize(), (std::vector<int>{0, 0, 600, 392}));
+  open();
+  EXPECT_EQ(windowSize(), (std::vector<int>{600, 392}));
+  close();
+  hl::setDesktopScale(1.0);
+  open();
+  EXPECT_EQ(windowSize(), (std::vector<int>{300, 196}));
+  close();
+  hl::setDesktopScale(0.0);
+  hl::setToolkitScale(1.6);
+  EXPECT_EQ(scaleTo(2.0f), 1);
+  open();
+  EXPECT_EQ(windowSize(), (std::vector<int>{600, 392})) << "the host's word comes before both";
 }
 
 TEST_F(ScaledEditor, WithoutAHostScaleTheDesktopDecidesAndAHostScaleOverrulesIt) {

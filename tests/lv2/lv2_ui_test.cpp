@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "lv2/ports.h"
+#include "support/host_toolkit.h"
 // Last: Xlib's macros clash with names above.
 #include "support/x11_host.h"
 
@@ -202,6 +203,16 @@ TEST_F(Lv2UiScale, WithoutTheOptionXftDpi192GivesTheSameAndTheOptionOverrulesIt)
   XSync(window_.display, False);
   EXPECT_EQ(desktop, (std::pair<int, int>{600, 392}));
   EXPECT_EQ(host, (std::pair<int, int>{300, 196}));
+}
+
+// A GTK 3 host at GDK_SCALE=2 (jalv.gtk3) names no scale and doubles every size it is told.
+TEST_F(Lv2UiScale, InAGtk3HostAtGdkScale2ThePictureIs600By392AndTheHostIsToldHalf) {
+  HostToolkit gtk({HostToolkit::kGtk3}, "GDK_SCALE", "2");
+  ASSERT_TRUE(gtk.loaded) << "GTK 3 is not installed";
+  EXPECT_EQ(openWith(LV2_ATOM__Float, 0.0f, false), (std::pair<int, int>{600, 392}));
+  EXPECT_EQ(asked_, (std::pair<int, int>{300, 196}));
+  EXPECT_EQ(openWith(LV2_ATOM__Float, 1.0f), (std::pair<int, int>{300, 196}));
+  EXPECT_EQ(asked_, (std::pair<int, int>{150, 98}));
 }
 
 }  // namespace

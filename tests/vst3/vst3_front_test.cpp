@@ -16,6 +16,7 @@
 #include "shell/tail.h"
 #include "support/alloc_counter.h"
 #include "support/front_checks.h"
+#include "support/host_toolkit.h"
 #include "support/module_fixture.h"
 #include "vst3_host.h"
 
@@ -780,10 +781,18 @@ TEST(Vst3Plugin, DenseAutomationKeepsEveryParametersLastPoint) {
 // ---------------------------------------------------------------- editor
 
 // The host's content scale reaches the editor whole (it snaps 1.25 to 1.5).
+// A GTK 3 host at GDK_SCALE=2 and no Xft.dpi: the picture at 2, its size
+// reported as it is (no VST3 host was seen enlarging it again).
 TEST(Vst3Editor, TheHostsContentScaleSizesTheView) {
+  HostToolkit gtk({HostToolkit::kGtk3}, "GDK_SCALE", "2");
+  ASSERT_TRUE(gtk.loaded) << "GTK 3 is not installed";
   Instance fx(builtVst3());
   auto* v = static_cast<Interface<PlugViewTable>*>(fx.controller->table->createView(fx.controller, "editor"));
   ASSERT_NE(v, nullptr);
+  ViewRect atTwo{};
+  ASSERT_EQ(v->table->getSize(v, &atTwo), kOk);
+  EXPECT_EQ(atTwo.right - atTwo.left, 600);
+  EXPECT_EQ(atTwo.bottom - atTwo.top, 392);
   void* face = nullptr;
   ASSERT_EQ(v->table->queryInterface(v, &kContentScaleSupportId, &face), kOk);
   auto* scale = static_cast<Interface<ContentScaleTable>*>(face);

@@ -124,6 +124,24 @@ bool panelShowsSkin(HWND editor, HMODULE dll, int id, int scale) {
   return differing == 0;
 }
 
+// Beyond the picture's 300 × 196, a wider window shows the skin's top-left colour.
+bool widenedShowsFrameColour(HWND editor, HMODULE dll) {
+  HBITMAP skin = LoadBitmapA(dll, MAKEINTRESOURCEA(11200));
+  if (!skin) return false;
+  HDC screen = GetDC(editor);
+  HDC memory = CreateCompatibleDC(screen);
+  HGDIOBJ old = SelectObject(memory, skin);
+  const COLORREF frame = GetPixel(memory, 0, 0);
+  int differing = 0;
+  for (POINT p : {POINT{300, 0}, POINT{340, 100}, POINT{391, 195}})
+    differing += GetPixel(screen, p.x, p.y) != frame;
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  DeleteObject(skin);
+  ReleaseDC(editor, screen);
+  return differing == 0;
+}
+
 void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   WNDCLASSA wc{};
   wc.lpfnWndProc = &hostWindowProc;
@@ -149,6 +167,12 @@ void checkEditor(Plugin& fx, Host& host, HMODULE dll) {
   pump(fx, 10);
 
   // The panel, away from every control, shows the skin as the DLL carries it.
+  CHECK(panelShowsSkin(editor, dll, 11200, 1));
+  // A host that makes the editor's window wider than the picture (Ardour fits it to its toolbar).
+  SetWindowPos(parent, nullptr, 0, 0, 392, 196, SWP_NOZORDER | SWP_NOMOVE);
+  SetWindowPos(editor, nullptr, 0, 0, 392, 196, SWP_NOZORDER | SWP_NOMOVE);
+  pump(fx, 3);
+  CHECK(widenedShowsFrameColour(editor, dll));
   CHECK(panelShowsSkin(editor, dll, 11200, 1));
 
   // The bypass switch toggles on the press and tells the host, also when the

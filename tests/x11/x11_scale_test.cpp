@@ -6,10 +6,12 @@
 
 #include <X11/Xatom.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "editor/editor_layout.h"
+#include "support/host_toolkit.h"
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
 #include "x11_editor_fixture.h"
 
@@ -44,6 +46,19 @@ class X11ScaledEditor : public X11EditorHost {
   // Pixels of the editor on screen that differ from its drawing in memory at 2; `png` keeps the screen.
   int differsFromDrawing(const char* png) {
     return differsFromSoftwareRendering(host_.capture(host_.child(), 0, 0, kWide, kHigh), 2.0f, png);
+  }
+  std::pair<int, int> rect() {
+    ERect* r = nullptr;
+    if (fx().dispatch(effEditGetRect, 0, 0, &r) != 1 || !r) return {0, 0};
+    return {r->right - r->left, r->bottom - r->top};
+  }
+  // The size the editor's window tells toolkits that wrap it (WM_NORMAL_HINTS).
+  std::pair<int, int> hintedSize() {
+    XSizeHints hints{};
+    long supplied = 0;
+    if (!XGetWMNormalHints(host_.display, host_.child(), &hints, &supplied) || !(hints.flags & PMinSize)) return {0, 0};
+    EXPECT_EQ(std::make_pair(hints.base_width, hints.base_height), std::make_pair(hints.min_width, hints.min_height));
+    return {hints.min_width, hints.min_height};
   }
 };
 
@@ -114,6 +129,66 @@ TEST_F(X11ScaledEditor, XftDpiOf192WithoutAHostScaleGivesTwo) {
   ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
   idle(3);
   EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{300, 196}));
+}
+
+// GDK_SCALE counts only in a process with GTK 3 loaded (a GTK 2 host such as
+// Ardour ignores it), QT_SCALE_FACTOR only in one with Qt. With no Xft.dpi it
+// scales the picture, the window and the rectangle; the size hints a wrapping
+// toolkit reads are in its own units; the host's call still sets the scale.
+TEST_F(X11ScaledEditor, AToolkitsScaleCountsOnlyInAHostOfThatToolkit) {
+  setenv("GDK_SCALE", "2", 1);
+  if (!libraryLoaded(HostToolkit::kGtk3)) {
+    EXPECT_EQ(rect(), (std::pair<int, int>{300, 196})) << "no GTK 3 here";
+  }
+  HostToolkit gtk({HostToolkit::kGtk3}, "GDK_SCALE", "2");
+  ASSERT_TRUE(gtk.loaded) << "GTK 3 is not installed";
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{kWide, kHigh}));
+  EXPECT_EQ(rect(), (std::pair<int, int>{kWide, kHigh}));
+  EXPECT_EQ(hintedSize(), (std::pair<int, int>{300, 196}));
+  EXPECT_EQ(differsFromDrawing("x11-editor-gdk-scale.png"), 0) << "see x11-editor-gdk-scale.png";
+  EXPECT_EQ(fx().dispatch(effVendorSpecific, kPreS, kAeCs, nullptr, 1.0f), 1);
+  idle(3);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{300, 196}));
+  EXPECT_EQ(hintedSize(), (std::pair<int, int>{150, 98}));
+}
+
+TEST_F(X11ScaledEditor, QtScaleFactorCountsInAQtHost) {
+  unsetenv("GDK_SCALE");
+  HostToolkit qt({"libQt5Gui.so.5", "libQt6Gui.so.6"}, "QT_SCALE_FACTOR", "1.5");
+  ASSERT_TRUE(qt.loaded) << "neither Qt 5 nor Qt 6 is installed";
+  EXPECT_EQ(rect(), (std::pair<int, int>{450, 294}));
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  EXPECT_EQ(host_.size(host_.child()), (std::pair<int, int>{450, 294}));
+  EXPECT_EQ(hintedSize(), (std::pair<int, int>{300, 196}));
+}
+
+// A host that makes the editor's window larger (Ardour fits it to its own
+// window) has the rest shown in the picture's frame colour; one that makes it
+// smaller than the picture (suil under GDK_SCALE) gets it back at the next idle.
+TEST_F(X11ScaledEditor, BeyondThePictureTheWindowShowsTheFrameColourAndItNeverShrinksBelowIt) {
+  ASSERT_EQ(fx().dispatch(effEditOpen, 0, 0, host_.handle()), 1);
+  idle(3);
+  const ::Window editor = host_.child();
+  XResizeWindow(host_.display, editor, kWide, kHigh);
+  XSync(host_.display, False);
+  idle(1);
+  EXPECT_EQ(differsFromSoftwareRendering(host_.capture(editor, 0, 0, 300, 196), 1.0f, "x11-editor-widened.png"), 0)
+      << "see x11-editor-widened.png";
+  const std::vector<std::uint8_t> frame = host_.capture(editor, 0, 0, 1, 1);
+  int other = 0;
+  for (const std::vector<std::uint8_t>& beyond :
+       {host_.capture(editor, 300, 0, kWide - 300, kHigh), host_.capture(editor, 0, 196, 300, kHigh - 196)}) {
+    ASSERT_FALSE(beyond.empty());
+    for (std::size_t i = 0; i < beyond.size(); i += 3) other += !std::equal(frame.begin(), frame.end(), &beyond[i]);
+  }
+  EXPECT_EQ(other, 0);
+  XResizeWindow(host_.display, editor, 150, 98);
+  XSync(host_.display, False);
+  idle(2);
+  EXPECT_EQ(host_.size(editor), (std::pair<int, int>{300, 196}));
 }
 
 // A host's menu or dialog: another client's window mapped over the editor, then taken away.

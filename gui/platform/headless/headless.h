@@ -70,8 +70,9 @@ void advance(std::uint32_t milliseconds);
 // Total of all sleeps asked for.
 std::uint64_t sleptMs();
 
-// What desktopScale answers (1 until set).
+// What desktopScale answers (0, none, until set) and what toolkitScale answers (1 until set).
 void setDesktopScale(double scale);
+void setToolkitScale(double scale);
 
 // Forgets scripted input, queued presses and the clock's sleep count.
 void resetInput();

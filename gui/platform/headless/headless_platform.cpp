@@ -45,7 +45,8 @@ struct State {
   std::uint64_t polls = 0;
   std::uint32_t clock = 1000;
   std::uint64_t slept = 0;
-  double desktopScale = 1.0;
+  double desktopScale = 0.0;
+  double toolkitScale = 1.0;
 };
 
 State& state() {
@@ -95,6 +96,9 @@ Window* createWindow(void* parent, int width, int height, const char* className,
   state().windows.push_back(w);
   return w;
 }
+
+// Every window is exactly the picture's size here.
+void setWindowBackground(Window*, Rgb) {}
 
 // In memory the window is its own handle.
 void* nativeWindow(const Window* window) { return const_cast<Window*>(window); }
@@ -220,6 +224,7 @@ void destroyEditBox(EditBox* box) {
 std::uint32_t tickCount() { return state().clock; }
 
 double desktopScale(void*) { return state().desktopScale; }
+double toolkitScale() { return state().toolkitScale; }
 
 void sleepMs(int milliseconds) {
   if (milliseconds <= 0) return;
@@ -283,6 +288,7 @@ std::uint32_t now() { return state().clock; }
 void advance(std::uint32_t ms) { state().clock += ms; }
 std::uint64_t sleptMs() { return state().slept; }
 void setDesktopScale(double scale) { state().desktopScale = scale; }
+void setToolkitScale(double scale) { state().toolkitScale = scale; }
 
 void resetInput() {
   State& s = state();

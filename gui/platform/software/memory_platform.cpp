@@ -20,6 +20,10 @@ void freeBitmap(Bitmap* bitmap) { delete bitmap; }
 int bitmapWidth(const Bitmap* b) { return b ? b->surface.width : 0; }
 int bitmapHeight(const Bitmap* b) { return b ? b->surface.height : 0; }
 
+Rgb bitmapPixel(const Bitmap* b, int x, int y) {
+  return b && b->surface.contains(x, y) ? b->surface.at(x, y) : Rgb{};
+}
+
 std::uintptr_t moduleInstance() {
   static const int anchor = 0;
   return reinterpret_cast<std::uintptr_t>(&anchor);

@@ -21,6 +21,8 @@ struct korro::platform::Window {
   HWND hwnd = nullptr;
   HDC paintDC = nullptr;  // set while a WM_PAINT is being answered
   WindowHandler* handler = nullptr;
+  int width = 0, height = 0;   // the picture's part; the host may make the window larger
+  HBRUSH background = nullptr;  // for the rest
 };
 
 struct korro::platform::EditBox {
@@ -113,6 +115,17 @@ LRESULT CALLBACK windowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPara
       w->paintDC = nullptr;
       return 0;
     }
+    case WM_ERASEBKGND:
+      // Only beyond the picture: the paint covers the picture itself without flicker.
+      if (w && w->background) {
+        RECT client{};
+        GetClientRect(hwnd, &client);
+        const HDC dc = reinterpret_cast<HDC>(wParam);
+        const RECT right{w->width, 0, client.right, client.bottom}, below{0, w->height, w->width, client.bottom};
+        if (right.left < right.right) FillRect(dc, &right, w->background);
+        if (below.top < below.bottom) FillRect(dc, &below, w->background);
+      }
+      return 1;
     case WM_LBUTTONDOWN:
     case WM_RBUTTONDOWN:
     case WM_MBUTTONDOWN:
@@ -178,6 +191,16 @@ void freeBitmap(Bitmap* bitmap) {
 int bitmapWidth(const Bitmap* b) { return b ? b->width : 0; }
 int bitmapHeight(const Bitmap* b) { return b ? b->height : 0; }
 
+Rgb bitmapPixel(const Bitmap* b, int x, int y) {
+  if (!b || x < 0 || y < 0 || x >= b->width || y >= b->height) return {};
+  HDC memory = CreateCompatibleDC(nullptr);
+  HGDIOBJ old = SelectObject(memory, b->handle);
+  const COLORREF c = GetPixel(memory, x, y);
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  return {GetRValue(c), GetGValue(c), GetBValue(c)};
+}
+
 Window* createWindow(void* parent, int width, int height, const char* windowClass, const char* title,
                      WindowHandler* handler) {
   if (!parent || width <= 0 || height <= 0) return nullptr;
@@ -198,9 +221,16 @@ Window* createWindow(void* parent, int width, int height, const char* windowClas
     if (--classUsers == 0) UnregisterClassA(className.c_str(), instance());
     return nullptr;
   }
-  auto* w = new Window{hwnd, nullptr, handler};
+  auto* w = new Window{hwnd, nullptr, handler, width, height, nullptr};
   SetWindowLongPtrA(hwnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(w));
   return w;
+}
+
+void setWindowBackground(Window* window, Rgb colour) {
+  if (!window) return;
+  if (window->background) DeleteObject(window->background);
+  window->background = CreateSolidBrush(colourOf(colour));
+  if (window->hwnd) InvalidateRect(window->hwnd, nullptr, TRUE);
 }
 
 void* nativeWindow(const Window* window) { return window ? window->hwnd : nullptr; }
@@ -211,6 +241,7 @@ void destroyWindow(Window* window) {
     SetWindowLongPtrA(window->hwnd, GWLP_USERDATA, 0);
     DestroyWindow(window->hwnd);  // takes the edit box, a child, with it
   }
+  if (window->background) DeleteObject(window->background);
   delete window;
   if (--classUsers == 0) UnregisterClassA(className.c_str(), instance());
 }
@@ -357,8 +388,11 @@ double desktopScale(void* parent) {
       ReleaseDC(nullptr, screen);
     }
   }
-  return dpi > 0 ? dpi / 96.0 : 1.0;
+  return dpi > 0 ? dpi / 96.0 : 0.0;
 }
+
+// No toolkit of a Windows host was seen enlarging what the plug-in reports.
+double toolkitScale() { return 1.0; }
 
 void sleepMs(int milliseconds) {
   if (milliseconds > 0) Sleep(static_cast<DWORD>(milliseconds));

@@ -8,6 +8,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <chrono>
@@ -18,6 +19,7 @@
 #include "gui/platform/software/edit_field.h"
 #include "gui/platform/software/surface.h"
 #include "gui/platform/software/text.h"
+#include "toolkit_scale.h"
 #include "x11_errors.h"
 #include "xft_dpi.h"
 
@@ -96,16 +98,17 @@ unsigned long channel(std::uint8_t value, unsigned long mask) {
   return (scaled << shiftOf(mask)) & mask;
 }
 
+unsigned long pixelOf(platform::Rgb c, const XImage* img) {
+  return channel(c.r, img->red_mask) | channel(c.g, img->green_mask) | channel(c.b, img->blue_mask);
+}
+
 // Converts the box of the surface into the window's image and sends it.
 void present(platform::Window* w, platform::Box box) {
   box = software::clipBox(w->surface, box);
   if (box.w <= 0 || box.h <= 0 || !w->image || w->destroyed) return;
   XImage* img = w->image;
   for (int y = box.y; y < box.y + box.h; ++y)
-    for (int x = box.x; x < box.x + box.w; ++x) {
-      const platform::Rgb c = w->surface.at(x, y);
-      XPutPixel(img, x, y, channel(c.r, img->red_mask) | channel(c.g, img->green_mask) | channel(c.b, img->blue_mask));
-    }
+    for (int x = box.x; x < box.x + box.w; ++x) XPutPixel(img, x, y, pixelOf(w->surface.at(x, y), img));
   XPutImage(w->display, w->xid, w->gc, img, box.x, box.y, box.x, box.y, static_cast<unsigned>(box.w),
             static_cast<unsigned>(box.h));
   XFlush(w->display);
@@ -199,7 +202,7 @@ platform::Window* pointerWindow() { return windows().empty() ? nullptr : windows
   attributes.event_mask = kEventMask;
   attributes.colormap = w->colormap;
   attributes.border_pixel = 0;
-  attributes.background_pixmap = None;  // no clearing by the server: the paint covers everything
+  attributes.background_pixmap = None;  // until the frame names its colour: the paint covers the picture
   return XCreateWindow(w->display, parent, 0, 0, static_cast<unsigned>(width), static_cast<unsigned>(height), 0,
                        w->depth, InputOutput, w->visual, CWEventMask | CWColormap | CWBorderPixel | CWBackPixmap,
                        &attributes);
@@ -239,6 +242,16 @@ Window* createWindow(void* parent, int width, int height, const char*, const cha
   w->xid = createChild(w, static_cast<::Window>(reinterpret_cast<std::uintptr_t>(parent)), width, height);
   if (w->xid) {
     XStoreName(display, w->xid, title ? title : "");
+    // Hosts that wrap a foreign window in their toolkit (suil) size their frame
+    // from these, in that toolkit's units.
+    if (XSizeHints* hints = XAllocSizeHints()) {
+      const double toolkit = toolkitScale();
+      hints->flags = PMinSize | PBaseSize;
+      hints->min_width = hints->base_width = toolkitEdge(width, toolkit);
+      hints->min_height = hints->base_height = toolkitEdge(height, toolkit);
+      XSetWMNormalHints(display, w->xid, hints);
+      XFree(hints);
+    }
     w->gc = XCreateGC(display, w->xid, 0, nullptr);
     XMapWindow(display, w->xid);
   }
@@ -261,6 +274,17 @@ Window* createWindow(void* parent, int width, int height, const char*, const cha
   w->surface.resize(width, height);
   windows().push_back(w);
   return w;
+}
+
+// The server paints the background wherever the window is uncovered or grows,
+// so what lies beyond the picture is never left stale.
+void setWindowBackground(Window* window, Rgb colour) {
+  if (!alive(window) || window->destroyed) return;
+  XSetWindowBackground(window->display, window->xid, pixelOf(colour, window->image));
+  // Whatever the host has already made larger than the picture.
+  XClearArea(window->display, window->xid, window->surface.width, 0, 0, 0, False);
+  XClearArea(window->display, window->xid, 0, window->surface.height, 0, 0, False);
+  XFlush(window->display);
 }
 
 void* nativeWindow(const Window* window) {
@@ -298,6 +322,17 @@ void dispatchEvents(Window* window) {
         case Expose:
           window->paintPending = true;
           break;
+        case ConfigureNotify: {
+          // A host that sizes our window in its toolkit's units (suil under
+          // GDK_SCALE) makes it smaller than the picture: the picture wins.
+          const XConfigureEvent& c = event.xconfigure;
+          if (c.window != window->xid || window->destroyed) break;
+          if (c.width < window->surface.width || c.height < window->surface.height)
+            XResizeWindow(window->display, window->xid,
+                          static_cast<unsigned>(std::max(c.width, window->surface.width)),
+                          static_cast<unsigned>(std::max(c.height, window->surface.height)));
+          break;
+        }
         case DestroyNotify:
           if (event.xdestroywindow.window != window->xid) break;
           window->destroyed = true;
@@ -448,11 +483,26 @@ void destroyEditBox(EditBox* box) {
 // Xft.dpi from the screen's resources (what desktops set for their scale).
 double desktopScale(void*) {
   Display* display = XOpenDisplay(nullptr);
-  if (!display) return 1.0;
+  if (!display) return 0.0;
   double dpi = 0.0;
   if (const char* resources = XResourceManagerString(display)) dpi = x11::xftDpi(resources);
   XCloseDisplay(display);
-  return dpi > 0.0 ? dpi / 96.0 : 1.0;
+  return dpi > 0.0 ? dpi / 96.0 : 0.0;
+}
+
+// Desktops often set both variables for every program, and GTK 2 and Qt
+// ignore GDK_SCALE: only the toolkit the host has loaded counts.
+double toolkitScale() {
+  auto loaded = [](const char* library) {
+    void* handle = dlopen(library, RTLD_LAZY | RTLD_NOLOAD);
+    if (handle) dlclose(handle);
+    return handle != nullptr;
+  };
+  const char* gdk = std::getenv("GDK_SCALE");
+  if (gdk && loaded("libgtk-3.so.0")) return x11::gdkScale(gdk);
+  const char* qt = std::getenv("QT_SCALE_FACTOR");
+  if (qt && (loaded("libQt5Gui.so.5") || loaded("libQt6Gui.so.6"))) return x11::qtScaleFactor(qt);
+  return 1.0;
 }
 
 std::uint32_t tickCount() {
