@@ -3,3 +3,6 @@
 #include "editor_factory.h"
 
 AEffEditor* createReverbEditor(EditController& /*controller*/) { return nullptr; }
+
+// No editor, so no toolkit to allow for.
+HostSize hostEditorSize(int width, int height) { return {width, height}; }
