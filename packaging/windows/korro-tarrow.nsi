@@ -41,16 +41,22 @@ the VST 2 plug-in. The last page lists every path written."
 !define MUI_COMPONENTSPAGE_TEXT_TOP "Choose the formats your hosts load."
 !insertmacro MUI_PAGE_COMPONENTS
 !define MUI_PAGE_CUSTOMFUNCTION_PRE SkipVst2Folder
+!define MUI_PAGE_HEADER_TEXT "VST 2 Plug-in Folder"
+!define MUI_PAGE_HEADER_SUBTEXT "Choose where the VST 2 plug-in goes."
 !define MUI_DIRECTORYPAGE_TEXT_TOP "The VST 2 plug-in (KORRO_MERIDAN.dll) goes into this folder. Choose the one \
 your host scans for VST 2 plug-ins."
 !define MUI_DIRECTORYPAGE_TEXT_DESTINATION "VST 2 plug-in folder"
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
+; The details, with every file written, stay on screen until Next.
+!define MUI_FINISHPAGE_NOAUTOCLOSE
 !define MUI_FINISHPAGE_TITLE "Korro Tarrow is installed"
-!define MUI_FINISHPAGE_TEXT "Written:$\r$\n$Written$\r$\nLet your host rescan its plug-ins. To remove Korro \
+!define MUI_FINISHPAGE_TEXT "Written:$\r$\n$Written$\r$\n$\r$\nLet your host rescan its plug-ins. To remove Korro \
 Tarrow, use Apps && features (Korro Tarrow ${VERSION})."
 !insertmacro MUI_PAGE_FINISH
 
+!define MUI_UNCONFIRMPAGE_TEXT_TOP "Korro Tarrow ${VERSION} will be removed: the VST3, CLAP and VST 2 files it \
+installed, wherever they went, and then this folder."
 !insertmacro MUI_UNPAGE_CONFIRM
 !insertmacro MUI_UNPAGE_INSTFILES
 
