@@ -25,7 +25,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 
-#include "shell/module_handle.h"
+#include "shell/base/module_handle.h"
 #define KORRO_CLAP_EXPORT __declspec(dllexport)
 #else
 #define KORRO_CLAP_EXPORT __attribute__((visibility("default")))

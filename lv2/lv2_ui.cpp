@@ -18,7 +18,7 @@
 #include "gui/frame.h"
 #include "gui/gui_editor.h"
 #include "ports.h"
-#include "shell/edit_controller.h"
+#include "shell/base/edit_controller.h"
 #include "shell/editor_factory.h"
 #include "shell/programs.h"
 

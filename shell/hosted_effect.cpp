@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "aeff_editor.h"
+#include "shell/base/aeff_editor.h"
 #include "reverb_effect.h"
 
 namespace korro {

@@ -1,7 +1,7 @@
 // The module's exported entry: hosts look up VSTPluginMain first and main second.
 #include <new>
 
-#include "module_handle.h"
+#include "shell/base/module_handle.h"
 #include "reverb_effect.h"
 
 namespace {

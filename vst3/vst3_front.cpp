@@ -31,7 +31,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 
-#include "shell/module_handle.h"
+#include "shell/base/module_handle.h"
 #define KORRO_VST3_EXPORT extern "C" __declspec(dllexport)
 #else
 #define KORRO_VST3_EXPORT extern "C" __attribute__((visibility("default")))
