@@ -16,7 +16,7 @@
 
 #include "clap_abi.h"
 #include "korro/version.h"
-#include "shell/editor_factory.h"
+#include "editor/editor_factory.h"
 #include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"

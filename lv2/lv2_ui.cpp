@@ -19,7 +19,7 @@
 #include "gui/gui_editor.h"
 #include "ports.h"
 #include "shell/base/edit_controller.h"
-#include "shell/editor_factory.h"
+#include "editor/editor_factory.h"
 #include "shell/programs.h"
 
 namespace korro::lv2 {

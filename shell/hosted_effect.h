@@ -17,12 +17,12 @@
 #include <atomic>
 #include <cstdint>
 
-#include "shell/base/edit_controller.h"
-#include "editor_factory.h"
+#include "editor/editor_factory.h"
 #include "front_buffers.h"
 #include "programs.h"
-#include "state_stream.h"
+#include "shell/base/edit_controller.h"
 #include "shell/base/vst_abi.h"
+#include "state_stream.h"
 
 class ReverbEffect;
 
