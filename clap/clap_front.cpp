@@ -24,8 +24,6 @@
 
 #if defined(_WIN32)
 #include <windows.h>
-
-#include "shell/base/module_handle.h"
 #define KORRO_CLAP_EXPORT __declspec(dllexport)
 #else
 #define KORRO_CLAP_EXPORT __attribute__((visibility("default")))
@@ -628,15 +626,3 @@ extern "C" KORRO_CLAP_EXPORT const korro::clap::PluginEntry clap_entry = {
       return nullptr;
     },
 };
-
-#if defined(_WIN32)
-// The editor loads its pictures from this module's resources.
-namespace {
-HINSTANCE moduleInstance = nullptr;
-}
-void* korro::moduleHandle() { return moduleInstance; }
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD, LPVOID) {
-  moduleInstance = instance;
-  return TRUE;
-}
-#endif

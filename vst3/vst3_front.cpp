@@ -30,8 +30,6 @@
 
 #if defined(_WIN32)
 #include <windows.h>
-
-#include "shell/base/module_handle.h"
 #define KORRO_VST3_EXPORT extern "C" __declspec(dllexport)
 #else
 #define KORRO_VST3_EXPORT extern "C" __attribute__((visibility("default")))
@@ -1013,16 +1011,6 @@ KORRO_VST3_EXPORT void* GetPluginFactory() { return &korro::vst3::factory; }
 #if defined(_WIN32)
 KORRO_VST3_EXPORT bool InitDll() { return true; }
 KORRO_VST3_EXPORT bool ExitDll() { return true; }
-
-// The editor loads its pictures from this module's resources.
-namespace {
-HINSTANCE moduleInstance = nullptr;
-}
-void* korro::moduleHandle() { return moduleInstance; }
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD, LPVOID) {
-  moduleInstance = instance;
-  return TRUE;
-}
 #else
 KORRO_VST3_EXPORT bool ModuleEntry(void*) { return true; }
 KORRO_VST3_EXPORT bool ModuleExit() { return true; }
