@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 
 namespace korro::bench {
 

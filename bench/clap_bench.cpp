@@ -5,11 +5,12 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <vector>
 
 #include "built_module.h"
-#include "front_bench.h"
 #include "clap/clap_abi.h"
+#include "front_bench.h"
 
 namespace {
 
@@ -20,16 +21,17 @@ namespace clap = korro::clap;
 constexpr int kBlock = 512;
 constexpr float kRate = 44100.0f;
 
+// KORRO_BENCH_CLAP names another build of the plug-in, as KORRO_BENCH_MODULE does the module's.
 const clap::PluginEntry* clapEntry() {
   static const clap::PluginEntry* entry = [] {
-    void* m = dlopen(KORRO_CLAP_PATH, RTLD_NOW | RTLD_LOCAL);
+    const char* other = std::getenv("KORRO_BENCH_CLAP");
+    const char* path = other && *other ? other : KORRO_CLAP_PATH;
+    void* m = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     auto* e = m ? static_cast<const clap::PluginEntry*>(dlsym(m, "clap_entry")) : nullptr;
-    return e && e->init(KORRO_CLAP_PATH) ? e : nullptr;
+    return e && e->init(path) ? e : nullptr;
   }();
   return entry;
 }
-
-
 
 // Argument: parameter events per block, evenly spread.
 void clapBlock(benchmark::State& state) {

@@ -1,15 +1,15 @@
 #include "reverb_editor.h"
 
+#include "editor_factory.h"
+#include "editor_layout.h"
+#include "engine/level_meter.h"
 #include "gui/bitmap.h"
 #include "gui/buttons.h"
 #include "gui/frame.h"
 #include "gui/knob.h"
 #include "gui/param_display.h"
 #include "gui/platform/platform.h"
-#include "editor_layout.h"
-#include "engine/level_meter.h"
 #include "peak_meter.h"
-#include "shell/editor_factory.h"
 #include "value_text.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "shell/decimal_text.h"
+#include "shell/base/decimal_text.h"
 
 namespace korro {
 

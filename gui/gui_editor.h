@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-#include "shell/aeff_editor.h"
-#include "shell/edit_controller.h"
+#include "shell/base/aeff_editor.h"
+#include "shell/base/edit_controller.h"
 
 class CFrame;
 

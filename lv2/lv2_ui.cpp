@@ -18,8 +18,8 @@
 #include "gui/frame.h"
 #include "gui/gui_editor.h"
 #include "ports.h"
-#include "shell/edit_controller.h"
-#include "shell/editor_factory.h"
+#include "shell/base/edit_controller.h"
+#include "editor/editor_factory.h"
 #include "shell/programs.h"
 
 namespace korro::lv2 {

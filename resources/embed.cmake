@@ -1,6 +1,6 @@
 # Writes a C++ source that holds files as byte arrays, looked up by number.
 #   cmake -DOUT=table.cpp -DDIR=<folder> -DENTRIES="id;file;id;file..." -P embed.cmake
-set(body "// Generated from the skin pictures; do not edit.\n#include \"resources/resource_table.h\"\n\nnamespace korro::resources {\nnamespace {\n")
+set(body "// Generated from the skin pictures; do not edit.\n#include \"gui/platform/software/pictures.h\"\n\nnamespace korro::resources {\nnamespace {\n")
 set(table "")
 list(LENGTH ENTRIES count)
 math(EXPR last "${count} - 1")

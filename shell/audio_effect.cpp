@@ -3,8 +3,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "aeff_editor.h"
-#include "decimal_text.h"
+#include "shell/base/aeff_editor.h"
+#include "shell/base/decimal_text.h"
 
 AudioEffect::AudioEffect(HostCallback audioMaster_, std::int32_t numPrograms_, std::int32_t numParams_)
     : audioMaster(audioMaster_), numPrograms(numPrograms_), numParams(numParams_) {

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
-#include "edit_controller.h"
-#include "vst_abi.h"
+#include "shell/base/edit_controller.h"
+#include "shell/base/vst_abi.h"
 
 class AEffEditor;
 

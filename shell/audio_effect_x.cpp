@@ -1,6 +1,6 @@
 #include "audio_effect_x.h"
 
-#include "aeff_editor.h"
+#include "shell/base/aeff_editor.h"
 
 std::int32_t AudioEffectX::getPlugCategory() {
   // 2 would mean "synth"; anything else leaves the category to the host.

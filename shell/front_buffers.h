@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "shell/vst_abi.h"
+#include "shell/base/vst_abi.h"
 
 namespace korro {
 

@@ -1,7 +1,6 @@
 // The module's exported entry: hosts look up VSTPluginMain first and main second.
 #include <new>
 
-#include "module_handle.h"
 #include "reverb_effect.h"
 
 namespace {
@@ -23,19 +22,6 @@ AEffect* createEffect(HostCallback audioMaster) {
 }  // namespace
 
 #if defined(_WIN32)
-#include <windows.h>
-
-namespace {
-HINSTANCE moduleInstance = nullptr;
-}
-
-void* korro::moduleHandle() { return moduleInstance; }
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD /*reason*/, LPVOID /*reserved*/) {
-  moduleInstance = instance;
-  return TRUE;
-}
-
 // Exported through the module definition file, korroMain under the name main.
 extern "C" AEffect* VSTPluginMain(HostCallback audioMaster) { return createEffect(audioMaster); }
 extern "C" AEffect* korroMain(HostCallback audioMaster) { return createEffect(audioMaster); }

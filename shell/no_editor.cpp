@@ -1,6 +1,6 @@
 // The editor factory of a build without editors: the effect gets none, so it
 // reports none, and neither do the fronts built over it.
-#include "editor_factory.h"
+#include "editor/editor_factory.h"
 
 AEffEditor* createReverbEditor(EditController& /*controller*/) { return nullptr; }
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "aeff_editor.h"
+#include "shell/base/aeff_editor.h"
 #include "korro/version.h"
 #include "parameter_table.h"
 

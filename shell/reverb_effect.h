@@ -6,9 +6,9 @@
 #include <memory>
 
 #include "audio_effect_x.h"
-#include "engine/reverb_engine.h"
+#include "editor/editor_factory.h"
 #include "engine/level_meter.h"
-#include "editor_factory.h"
+#include "engine/reverb_engine.h"
 #include "programs.h"
 
 enum ReverbParameter : std::int32_t {

@@ -15,9 +15,9 @@
 #include <limits>
 
 #include "lv2/ports.h"
-#include "render/render_support.h"
 #include "support/alloc_counter.h"
 #include "support/module_fixture.h"
+#include "support/render_support.h"
 
 namespace korro::test {
 namespace {

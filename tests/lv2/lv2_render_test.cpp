@@ -2,7 +2,7 @@
 // same samples as the VST 2 module at the same settings and block lengths.
 #include <cstdlib>
 
-#include "render/render_support.h"
+#include "support/render_support.h"
 
 namespace korro::test {
 namespace {

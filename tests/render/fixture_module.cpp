@@ -1,6 +1,6 @@
 // Stand-ins for broken plug-ins: a module whose entry point refuses every
 // host, and (with KORRO_NO_ENTRY) a shared object with no entry point at all.
-#include "shell/vst_abi.h"
+#include "shell/base/vst_abi.h"
 
 #define KORRO_EXPORT extern "C" __attribute__((visibility("default")))
 

@@ -11,8 +11,8 @@
 #include <sstream>
 #include <thread>
 
-#include "render_support.h"
 #include "support/module_fixture.h"
+#include "support/render_support.h"
 
 extern char** environ;
 

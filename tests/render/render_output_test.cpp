@@ -3,8 +3,8 @@
 // tail asked for.
 #include <cmath>
 
-#include "render_support.h"
 #include "support/module_fixture.h"
+#include "support/render_support.h"
 
 namespace korro::test {
 namespace {

@@ -19,9 +19,9 @@
 #include "gui/param_display.h"
 #include "gui/buttons.h"
 #include "gui/platform/headless/headless.h"
-#include "host/vst_host.h"
 #include "shell/reverb_effect.h"
 #include "support/stereo_buffer.h"
+#include "tools/host/vst_host.h"
 
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
 #include <X11/Xlib.h>

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-#include "host/vst_host.h"
 #include "support/stereo_buffer.h"
+#include "tools/host/vst_host.h"
 
 namespace korro::test {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "clap/clap_abi.h"
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 #include "windows/render_script.h"
 
 #if defined(_WIN32)

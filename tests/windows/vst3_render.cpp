@@ -11,7 +11,7 @@
 #include <cstring>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 #include "vst3/vst3_host.h"
 #include "windows/render_script.h"
 

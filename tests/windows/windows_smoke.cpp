@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "shell/vst_abi.h"
+#include "shell/base/vst_abi.h"
 
 namespace korro::host {
 

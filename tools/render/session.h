@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "host/vst_host.h"
 #include "options.h"
+#include "tools/host/vst_host.h"
 
 namespace korro::render {
 

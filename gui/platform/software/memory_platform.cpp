@@ -1,7 +1,7 @@
 // The platform calls every backend that draws into memory answers the same
 // way: pictures come from the module's embedded table, decoded to surfaces.
 #include "gui/platform/software/surface.h"
-#include "resources/resource_table.h"
+#include "gui/platform/software/pictures.h"
 
 namespace korro::platform {
 

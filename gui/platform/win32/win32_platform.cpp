@@ -9,7 +9,7 @@
 #include <string>
 
 #include "gui/platform/platform.h"
-#include "shell/module_handle.h"
+#include "shell/base/module_handle.h"
 
 struct korro::platform::Bitmap {
   HBITMAP handle = nullptr;

@@ -1,4 +1,6 @@
-// The skin pictures built into the module, looked up by resource number.
+// The skin pictures the backends that draw into memory decode, looked up by
+// resource number. Declared here, where they are used; resources/ defines the
+// lookup over the table it builds from the pictures, and the build links it.
 #pragma once
 
 #include <cstddef>

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 
 namespace korro::test {
 

@@ -7,7 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "engine_test_support.h"
+#include "engine/engine_test_support.h"
+#include "engine/filter_section.h"
 #include "shell/reverb_effect.h"
 
 namespace korro::test {
@@ -222,6 +223,37 @@ TEST_F(Effect, FirstOddBlockAtHalfRateAfterAResizeReadsNoStrayValues) {
     play(in, out, 5, 5);
     EXPECT_LT(peak(out.left), 1e-6) << block;
     EXPECT_LT(peak(out.right), 1e-6) << block;
+  }
+}
+
+TEST(DispersionBank, SuspendRedesignsInPlaceAndResumeMovesToTheEngineRate) {
+  ReverbEffect fx(&quietHost);
+  EXPECT_EQ(fx.getDispersionSection(-1), nullptr);
+  EXPECT_EQ(fx.getDispersionSection(kDispersionSections), nullptr);
+  for (int i = 0; i < kDispersionSections; ++i) {
+    const FilterSection& s = *fx.getDispersionSection(i);
+    EXPECT_EQ(s.type, AllPass);
+    EXPECT_EQ(s.sampleRate, 44100.0);
+    EXPECT_EQ(s.gainDb, 24.0);
+  }
+
+  fx.setSampleRate(96000.0f);
+  fx.resume();
+  for (int i = 0; i < kDispersionSections; ++i) {
+    FilterSection& s = *fx.getDispersionSection(i);
+    const FilterSection expected(48000.0, AllPass, kDispersionBank[i].frequency, kDispersionBank[i].q, 24.0);
+    ASSERT_EQ(s.sampleRate, 48000.0) << i;
+    for (auto [got, want] : {std::pair{s.a1, expected.a1}, {s.a2, expected.a2}, {s.b0, expected.b0}, {s.b2, expected.b2}})
+      ASSERT_EQ(got, want) << i;
+    s.processSample(0.5);
+    s.processSample(-0.25);
+  }
+
+  fx.suspend();
+  for (int i = 0; i < kDispersionSections; ++i) {
+    const FilterSection& s = *fx.getDispersionSection(i);
+    EXPECT_EQ(s.sampleRate, 48000.0) << "suspend keeps each section's rate";
+    for (double v : {s.xIn, s.x1, s.x2, s.y, s.y1, s.y2}) EXPECT_EQ(v, 0.0) << i;
   }
 }
 
