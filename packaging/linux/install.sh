@@ -9,6 +9,7 @@
 #                                     /usr/lib/clap, korro-render into /usr/local/bin
 #   ./install.sh --uninstall [--system]   removes exactly what the install wrote
 #
+# The ARM tarballs hold the plug-ins without editors and no korro-render.
 # Bundles are copied whole. What an install writes is listed in a manifest
 # (~/.local/share/korro-tarrow/installed, or /usr/local/share/korro-tarrow/installed),
 # which the uninstall reads; installing again first removes the earlier install.
@@ -99,8 +100,11 @@ copy "$here/vst/KORRO_MERIDAN.so" "$vst/KORRO_MERIDAN.so"
 copy "$here/lv2/korro-tarrow.lv2" "$lv2/korro-tarrow.lv2"
 copy "$here/clap/Korro Tarrow.clap" "$clap/Korro Tarrow.clap"
 copy "$here/vst3/Korro Tarrow.vst3" "$vst3/Korro Tarrow.vst3"
-copy "$here/bin/korro-render" "$bin/korro-render"
-chmod a+x "$bin/korro-render"
+render=$here/bin/korro-render
+if [ -e "$render" ]; then
+  copy "$render" "$bin/korro-render"
+  chmod a+x "$bin/korro-render"
+fi
 make_dir "$share"
 echo "$manifest" >>"$list"
 cp "$list" "$manifest"
@@ -110,5 +114,9 @@ echo "  VST 2   $vst/KORRO_MERIDAN.so"
 echo "  LV2     $lv2/korro-tarrow.lv2"
 echo "  CLAP    $clap/Korro Tarrow.clap"
 echo "  VST3    $vst3/Korro Tarrow.vst3"
-echo "  tool    $bin/korro-render"
+if [ -e "$render" ]; then
+  echo "  tool    $bin/korro-render"
+else
+  echo "  (no korro-render: this tarball's processor has none)"
+fi
 echo "remove it with: $0 --uninstall$([ "$system" = yes ] && echo " --system")"
