@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "host/vst_host.h"
+#include "tools/host/vst_host.h"
 #include "windows/render_script.h"
 
 int main(int argc, char** argv) {
