@@ -12,6 +12,8 @@
 // channels run side by side so the chains overlap.
 #pragma once
 
+#include <emmintrin.h>
+
 #include "half_rate_kernels.h"
 
 #ifndef KORRO_KERNEL_ISA
@@ -33,7 +35,11 @@ struct Scalar {
   }
   static void store(float* p, D v) { *p = static_cast<float>(v); }
   static void stored(double* p, D v) { *p = v; }
-  static D round(D v) { return static_cast<float>(v); }
+  // Through the instructions, as the tank's roundScalar (docs/gcc-vector-rounding.md).
+  static D round(D v) {
+    const __m128d x = _mm_set_sd(v);
+    return _mm_cvtsd_f64(_mm_cvtss_sd(x, _mm_cvtsd_ss(_mm_castpd_ps(x), x)));
+  }
   static D set1(double x) { return x; }
   static D add(D a, D b) { return a + b; }
   static D sub(D a, D b) { return a - b; }

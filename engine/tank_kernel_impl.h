@@ -32,7 +32,13 @@ namespace {
 
 inline double sqrtScalar(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_setzero_pd(), _mm_set_sd(x))); }
 inline double absScalar(double x) { return __builtin_fabs(x); }
-inline double roundScalar(double x) { return static_cast<double>(static_cast<float>(x)); }
+// Through the instructions, as roundPair: GCC 12's vectoriser may pair two
+// plain double-float-double casts and then fold the pair away
+// (docs/gcc-vector-rounding.md).
+inline double roundScalar(double x) {
+  const __m128d v = _mm_set_sd(x);
+  return _mm_cvtsd_f64(_mm_cvtss_sd(v, _mm_cvtsd_ss(_mm_castpd_ps(v), v)));
+}
 
 // a > b ? ifGreater : otherwise, without a branch the signal could mislead.
 inline double selectGreater(double a, double b, double ifGreater, double otherwise) {

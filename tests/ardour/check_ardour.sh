@@ -22,6 +22,10 @@ scanner=$lib/ardour-vst3-scanner
 
 mode=$1
 bundle=$2
+# Ardour also searches the system's plug-in folders, where the package tests
+# of any work tree on this machine install.
+exec 9>/tmp/korro-tarrow-system-folders.lock
+flock 9
 [ -d "$bundle" ] || { echo "no bundle: $bundle" >&2; exit 1; }
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/korro-ardour.XXXXXX")

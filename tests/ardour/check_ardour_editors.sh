@@ -21,6 +21,10 @@ command -v ardour >/dev/null && command -v ardour7-lua >/dev/null && command -v 
   { echo "skipped: ardour or Xvfb is not installed"; exit 77; }
 
 vst3_bundle=$1 lv2_bundle=$2 probe=$3 out=$4
+# Ardour also searches the system's plug-in folders, where the package tests
+# of any work tree on this machine install.
+exec 9>/tmp/korro-tarrow-system-folders.lock
+flock 9
 [ -d "$vst3_bundle" ] && [ -d "$lv2_bundle" ] || { echo "no bundles: $vst3_bundle $lv2_bundle" >&2; exit 1; }
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/korro-ardour-editors.XXXXXX")

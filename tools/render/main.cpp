@@ -62,6 +62,10 @@ int run(const Options& o) {
     std::fputs(usageText(), stdout);
     return 0;
   }
+  if (o.version) {
+    std::puts(versionText().c_str());
+    return 0;
+  }
   if (o.list) {
     Session session(modulePathFor(o), false);
     session.start(44100, o.block, o.program, o.parameters);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "korro/version.h"
+
 namespace korro::render {
 
 namespace {
@@ -52,6 +54,10 @@ Options parseOptions(const std::vector<std::string>& args) {
     std::string arg = args[i];
     if (arg == "-h" || arg == "--help") {
       o.help = true;
+      continue;
+    }
+    if (arg == "--version") {
+      o.version = true;
       continue;
     }
     if (arg == "--list") {
@@ -112,7 +118,7 @@ Options parseOptions(const std::vector<std::string>& args) {
     if (!known) throw UsageError("unknown option '--" + name + "'");
   }
 
-  if (o.help) return o;
+  if (o.help || o.version) return o;
   if (o.list) {
     if (!files.empty()) throw UsageError("--list takes no files");
     return o;
@@ -147,10 +153,14 @@ by default), .ogg (Vorbis).
   --block N          frames per processing call, 1..65536 (default 512)
   --adding           use the accumulating process call instead of processReplacing
   --format F         float, pcm24 or pcm16 samples in OUT
-  --module PATH      the module to load (default: KORRO_MERIDAN.so beside the tool)
+  --module PATH      the module to load (default: KORRO_MERIDAN.so beside the
+                     tool, else PREFIX/lib/vst for a tool in PREFIX/bin, else ~/.vst)
   --list             print the programs with their values and the parameters
                      with the texts the module gives a host, then exit
+  --version          print the version, then exit
 )";
 }
+
+std::string versionText() { return std::string("korro-render ") + kProjectVersion; }
 
 }  // namespace korro::render

@@ -36,6 +36,7 @@ struct Options {
   bool adding = false;
   bool list = false;
   bool help = false;
+  bool version = false;
   SampleFormat format = SampleFormat::Default;
 };
 
@@ -43,5 +44,7 @@ struct Options {
 Options parseOptions(const std::vector<std::string>& args);
 
 const char* usageText();
+// "korro-render VERSION", the project's version.
+std::string versionText();
 
 }  // namespace korro::render

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 
 #include "sound_file.h"
@@ -41,13 +42,21 @@ std::string defaultModulePath() {
   const ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
   if (n <= 0) return {};
   std::string dir(exe, static_cast<std::size_t>(n));
+  std::string prefix;  // the folder above the tool's own, as /usr above /usr/bin
   for (int level = 0; level <= kLevelsUp; ++level) {
     const auto slash = dir.find_last_of('/');
     if (slash == std::string::npos) break;
     dir.resize(slash);
-    const std::string candidate = (dir.empty() ? std::string() : dir) + "/" + kModuleFile;
+    if (level == 1) prefix = dir;
+    const std::string candidate = dir + "/" + kModuleFile;
     if (isFile(candidate)) return candidate;
     if (dir.empty()) break;
+  }
+  // Installed: the VST 2 folder of the tool's own prefix, then the user's.
+  if (const std::string installed = prefix + "/lib/vst/" + kModuleFile; isFile(installed)) return installed;
+  if (const char* home = std::getenv("HOME"); home && *home) {
+    const std::string own = std::string(home) + "/.vst/" + kModuleFile;
+    if (isFile(own)) return own;
   }
   return {};
 }

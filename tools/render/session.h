@@ -16,7 +16,8 @@ namespace korro::render {
 class InputFile;
 class PendingOutput;
 
-// KORRO_MERIDAN.so beside the running executable or in a directory above it.
+// KORRO_MERIDAN.so beside the running executable or in a directory above it
+// (a build tree), else in PREFIX/lib/vst for a tool in PREFIX/bin, else in ~/.vst.
 std::string defaultModulePath();
 
 class Session {
