@@ -15,15 +15,14 @@
 #include <new>
 
 #include "clap_abi.h"
-#include "korro/version.h"
 #include "editor/editor_factory.h"
+#include "korro/version.h"
+#include "shell/editor_session.h"
 #include "shell/hosted_effect.h"
 #include "shell/parameter_table.h"
 #include "shell/reverb_effect.h"
-#include "shell/tail.h"
 
 #if defined(_WIN32)
-#include <windows.h>
 #define KORRO_CLAP_EXPORT __declspec(dllexport)
 #else
 #define KORRO_CLAP_EXPORT __attribute__((visibility("default")))
@@ -38,13 +37,20 @@ constexpr const char* kGuiApi = "win32";
 #else
 constexpr const char* kGuiApi = "x11";
 #endif
-constexpr std::uint32_t kIdleMs = 30;
-
 const char* const kFeatures[] = {"audio-effect", "reverb", "stereo", nullptr};
 
 const PluginDescriptor kDescriptor = {
-    kAbiVersion, kPluginId, "Korro Tarrow", "Korro Tarrow", kVendorUrl, kVendorUrl, kVendorUrl, kProjectVersion,
-    "Stereo spring reverb", kFeatures};
+    .abi = kAbiVersion,
+    .id = kPluginId,
+    .name = "Korro Tarrow",
+    .vendor = "Korro Tarrow",
+    .url = kVendorUrl,
+    .manualUrl = kVendorUrl,
+    .supportUrl = kVendorUrl,
+    .version = kProjectVersion,
+    .description = "Stereo spring reverb",
+    .features = kFeatures,
+};
 
 class ClapReverb final : public HostSide {
  public:
@@ -95,7 +101,7 @@ class ClapReverb final : public HostSide {
     const auto frames = static_cast<std::int32_t>(std::min<std::uint32_t>(maxFrames, 1u << 20));
     if (!effect_.prepare(frames) || !effect_.activate(static_cast<float>(rate), frames)) return false;
     rate_.store(rate, kRelaxed);
-    reportedTail_ = currentTail();
+    reportedTail_ = effect_.tail(rate);
     active_.store(true, kRelaxed);
     return true;
   }
@@ -128,20 +134,13 @@ class ClapReverb final : public HostSide {
 
     const InputEvents* events = p->inEvents;
     const std::uint32_t count = events && events->size && events->get ? events->size(events) : 0;
-    std::int32_t done = 0;
+    BlockSplitter block(effect_, frames);
     for (std::uint32_t e = 0; e < count; ++e) {
-      const ParamValueEvent* change = parameterChange(events->get(events, e));
-      if (!change) continue;  // nothing changes there, so the block goes on whole
-      // Events come sorted; one past the block's end applies after its last frame.
-      const auto at = static_cast<std::int32_t>(
-          std::min<std::uint32_t>(change->header.time, static_cast<std::uint32_t>(frames)));
-      if (at > done) {
-        effect_.run(done, at - done);
-        done = at;
-      }
-      apply(change);
+      // Events come sorted; what is no parameter change leaves the block whole.
+      if (const ParamValueEvent* change = parameterChange(events->get(events, e)))
+        block.change(change->header.time, static_cast<std::int32_t>(change->paramId), static_cast<float>(change->value));
     }
-    if (frames > done) effect_.run(done, frames - done);
+    block.finish();
     effect_.endBlock();
     reportTail();
     return kProcessTail;
@@ -225,7 +224,7 @@ class ClapReverb final : public HostSide {
     return true;
   }
 
-  std::uint32_t tail() const { return static_cast<std::uint32_t>(currentTail()); }
+  std::uint32_t tail() const { return static_cast<std::uint32_t>(effect_.tail(rate_.load(kRelaxed))); }
 
   // ------------------------------------------------------------ editor
 
@@ -233,7 +232,8 @@ class ClapReverb final : public HostSide {
     if (!apiSupported(api, floating) || guiCreated_) return false;
 #if !defined(_WIN32)
     // Without the host's timer the editor would never idle: better none at all.
-    if (!hostTimers_ || !hostTimers_->registerTimer || !hostTimers_->registerTimer(host_, kIdleMs, &timer_))
+    if (!hostTimers_ || !hostTimers_->registerTimer ||
+        !hostTimers_->registerTimer(host_, EditorSession::kIdleMs, &timer_))
       return false;
 #endif
     guiCreated_ = true;
@@ -242,7 +242,7 @@ class ClapReverb final : public HostSide {
 
   void destroyGui() {
     if (!guiCreated_) return;
-    closeEditor();
+    editor_.close();
 #if !defined(_WIN32)
     if (hostTimers_ && hostTimers_->unregisterTimer) hostTimers_->unregisterTimer(host_, timer_);
 #endif
@@ -250,16 +250,13 @@ class ClapReverb final : public HostSide {
     guiCreated_ = false;
   }
 
-  bool setScale(double scale) {
-    const auto factor = static_cast<float>(scale);
-    return dispatch(effVendorSpecific, kContentScaleIndex, kContentScaleValue, nullptr, factor) != 0;
-  }
+  bool setScale(double scale) { return editor_.setScale(static_cast<float>(scale)); }
 
   // The editor's size in the host's units: a host whose toolkit scales multiplies it again.
   bool guiSize(std::uint32_t* width, std::uint32_t* height) {
-    ERect* r = nullptr;
-    if (!width || !height || !dispatch(effEditGetRect, 0, 0, &r) || !r) return false;
-    const HostSize size = hostEditorSize(std::max(0, r->right - r->left), std::max(0, r->bottom - r->top));
+    int w = 0, h = 0;
+    if (!width || !height || !editor_.size(w, h)) return false;
+    const HostSize size = hostEditorSize(std::max(0, w), std::max(0, h));
     *width = static_cast<std::uint32_t>(size.width);
     *height = static_cast<std::uint32_t>(size.height);
     return true;
@@ -267,24 +264,15 @@ class ClapReverb final : public HostSide {
 
   bool setParent(const Window* window) {
     if (!guiCreated_ || !window) return false;
-    closeEditor();
+    editor_.close();
 #if defined(_WIN32)
-    void* parent = window->win32;
+    return editor_.open(window->win32);
 #else
-    void* parent = reinterpret_cast<void*>(static_cast<std::uintptr_t>(window->x11));
+    return editor_.open(reinterpret_cast<void*>(static_cast<std::uintptr_t>(window->x11)));
 #endif
-    if (!parent || !dispatch(effEditOpen, 0, 0, parent)) return false;
-    editorOpen_ = true;
-#if defined(_WIN32)
-    timerWindow_ = static_cast<HWND>(parent);
-    SetTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this), kIdleMs, &ClapReverb::windowTimer);
-#endif
-    return true;
   }
 
-  void idleEditor() {
-    if (editorOpen_) dispatch(effEditIdle);
-  }
+  void idleEditor() { editor_.idle(); }
 
   static bool apiSupported(const char* api, bool floating) {
     return api && !floating && std::strcmp(api, kGuiApi) == 0;
@@ -294,11 +282,6 @@ class ClapReverb final : public HostSide {
   template <typename T>
   const T* hostExtension(const char* id) const {
     return host_ && host_->getExtension ? static_cast<const T*>(host_->getExtension(host_, id)) : nullptr;
-  }
-
-  std::intptr_t dispatch(std::int32_t opcode, std::int32_t index = 0, std::intptr_t value = 0, void* ptr = nullptr,
-                         float opt = 0.0f) {
-    return effect_.dispatch(opcode, index, value, ptr, opt);
   }
 
   static const void* extension(const char* id);
@@ -379,33 +362,13 @@ class ClapReverb final : public HostSide {
     return out->tryPush(out, &e.header);
   }
 
-  std::int32_t currentTail() const {
-    return tailFrames(rate_.load(kRelaxed), effect_.engineValue(kDecay), effect_.engineValue(kDamp),
-                      effect_.engineValue(kOutput), effect_.engineValue(kMix));
-  }
-
   // From the audio thread only, as the host expects.
   void reportTail() {
-    const std::int32_t t = currentTail();
+    const std::int32_t t = effect_.tail(rate_.load(kRelaxed));
     if (t == reportedTail_) return;
     reportedTail_ = t;
     if (hostTail_ && hostTail_->changed) hostTail_->changed(host_);
   }
-
-  void closeEditor() {
-    if (!editorOpen_) return;
-#if defined(_WIN32)
-    if (timerWindow_) KillTimer(timerWindow_, reinterpret_cast<UINT_PTR>(this));
-    timerWindow_ = nullptr;
-#endif
-    dispatch(effEditClose);
-    editorOpen_ = false;
-  }
-
-#if defined(_WIN32)
-  static void CALLBACK windowTimer(HWND, UINT, UINT_PTR id, DWORD) { reinterpret_cast<ClapReverb*>(id)->idleEditor(); }
-  HWND timerWindow_ = nullptr;
-#endif
 
   static constexpr auto kRelaxed = std::memory_order_relaxed;
 
@@ -437,16 +400,16 @@ class ClapReverb final : public HostSide {
   std::uint32_t applied_[kParameterCount] = {};
   Delivery delivered_[kParameterCount] = {};
 
+  EditorSession editor_{effect_};
   bool guiCreated_ = false;
-  bool editorOpen_ = false;
   Id timer_ = kInvalidId;
 };
 
 // ---------------------------------------------------------------- extension tables
 
 const PluginAudioPorts kAudioPorts = {
-    [](const Plugin*, bool) -> std::uint32_t { return 1; },
-    [](const Plugin*, std::uint32_t index, bool isInput, AudioPortInfo* info) {
+    .count = [](const Plugin*, bool) -> std::uint32_t { return 1; },
+    .get = [](const Plugin*, std::uint32_t index, bool isInput, AudioPortInfo* info) {
       if (index != 0 || !info) return false;
       std::memset(info, 0, sizeof *info);
       info->id = isInput ? 0 : 1;
@@ -460,31 +423,35 @@ const PluginAudioPorts kAudioPorts = {
 };
 
 const PluginParams kParams = {
-    [](const Plugin*) -> std::uint32_t { return kParameterCount; },
-    [](const Plugin* p, std::uint32_t index, ParamInfo* info) { return ClapReverb::self(p)->paramInfo(index, info); },
-    [](const Plugin* p, Id id, double* value) { return ClapReverb::self(p)->paramValue(id, value); },
-    [](const Plugin*, Id id, double value, char* out, std::uint32_t capacity) {
+    .count = [](const Plugin*) -> std::uint32_t { return kParameterCount; },
+    .getInfo = [](const Plugin* p, std::uint32_t index, ParamInfo* info) {
+      return ClapReverb::self(p)->paramInfo(index, info);
+    },
+    .getValue = [](const Plugin* p, Id id, double* value) { return ClapReverb::self(p)->paramValue(id, value); },
+    .valueToText = [](const Plugin*, Id id, double value, char* out, std::uint32_t capacity) {
       return parameterValueText(static_cast<std::int32_t>(id), value, out, capacity);
     },
-    [](const Plugin*, Id id, const char* text, double* value) {
+    .textToValue = [](const Plugin*, Id id, const char* text, double* value) {
       double v = 0.0;
       if (!value || !parameterValueFromText(static_cast<std::int32_t>(id), text, v)) return false;
       *value = v;
       return true;
     },
-    [](const Plugin* p, const InputEvents* in, const OutputEvents* out) { ClapReverb::self(p)->flush(in, out); },
+    .flush = [](const Plugin* p, const InputEvents* in, const OutputEvents* out) {
+      ClapReverb::self(p)->flush(in, out);
+    },
 };
 
 const PluginState kState = {
-    [](const Plugin* p, const OutputStream* s) { return ClapReverb::self(p)->save(s); },
-    [](const Plugin* p, const InputStream* s) { return ClapReverb::self(p)->load(s); },
+    .save = [](const Plugin* p, const OutputStream* s) { return ClapReverb::self(p)->save(s); },
+    .load = [](const Plugin* p, const InputStream* s) { return ClapReverb::self(p)->load(s); },
 };
 
-const PluginLatency kLatency = {[](const Plugin*) -> std::uint32_t { return 0; }};
-const PluginTail kTail = {[](const Plugin* p) { return ClapReverb::self(p)->tail(); }};
-const PluginTimerSupport kTimerSupport = {[](const Plugin* p, Id) { ClapReverb::self(p)->idleEditor(); }};
+const PluginLatency kLatency = {.get = [](const Plugin*) -> std::uint32_t { return 0; }};
+const PluginTail kTail = {.get = [](const Plugin* p) { return ClapReverb::self(p)->tail(); }};
+const PluginTimerSupport kTimerSupport = {.onTimer = [](const Plugin* p, Id) { ClapReverb::self(p)->idleEditor(); }};
 const PluginPresetLoad kPresetLoad = {
-    [](const Plugin* p, std::uint32_t kind, const char*, const char* key) {
+    .fromLocation = [](const Plugin* p, std::uint32_t kind, const char*, const char* key) {
       return ClapReverb::self(p)->loadPreset(kind, key);
     },
 };
@@ -492,34 +459,40 @@ const PluginPresetLoad kPresetLoad = {
 const PluginGui kGui = {
     // Asked with no host extensions at all by some scanners, which read the
     // answer as "has an editor": it depends on nothing the host offers.
-    [](const Plugin*, const char* api, bool floating) { return ClapReverb::apiSupported(api, floating); },
-    [](const Plugin*, const char** api, bool* floating) {
+    .isApiSupported = [](const Plugin*, const char* api, bool floating) {
+      return ClapReverb::apiSupported(api, floating);
+    },
+    .getPreferredApi = [](const Plugin*, const char** api, bool* floating) {
       if (!api || !floating) return false;
       *api = kGuiApi;
       *floating = false;
       return true;
     },
-    [](const Plugin* p, const char* api, bool floating) { return ClapReverb::self(p)->createGui(api, floating); },
-    [](const Plugin* p) { ClapReverb::self(p)->destroyGui(); },
-    [](const Plugin* p, double scale) { return ClapReverb::self(p)->setScale(scale); },
-    [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
-    [](const Plugin*) { return false; },
+    .create = [](const Plugin* p, const char* api, bool floating) {
+      return ClapReverb::self(p)->createGui(api, floating);
+    },
+    .destroy = [](const Plugin* p) { ClapReverb::self(p)->destroyGui(); },
+    .setScale = [](const Plugin* p, double scale) { return ClapReverb::self(p)->setScale(scale); },
+    .getSize = [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
+    .canResize = [](const Plugin*) { return false; },
     // Hosts size their frame from these: one fixed size, no aspect to keep.
-    [](const Plugin*, GuiResizeHints* hints) {
+    .getResizeHints = [](const Plugin*, GuiResizeHints* hints) {
       if (!hints) return false;
       *hints = GuiResizeHints{false, false, false, 0, 0};
       return true;
     },
-    [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) { return ClapReverb::self(p)->guiSize(w, h); },
-    [](const Plugin* p, std::uint32_t w, std::uint32_t h) {
+    .adjustSize = [](const Plugin* p, std::uint32_t* w, std::uint32_t* h) {
+      return ClapReverb::self(p)->guiSize(w, h);
+    },
+    .setSize = [](const Plugin* p, std::uint32_t w, std::uint32_t h) {
       std::uint32_t cw = 0, ch = 0;
       return ClapReverb::self(p)->guiSize(&cw, &ch) && cw == w && ch == h;
     },
-    [](const Plugin* p, const Window* window) { return ClapReverb::self(p)->setParent(window); },
-    [](const Plugin*, const Window*) { return false; },
-    [](const Plugin*, const char*) {},
-    [](const Plugin*) { return true; },
-    [](const Plugin*) { return true; },
+    .setParent = [](const Plugin* p, const Window* window) { return ClapReverb::self(p)->setParent(window); },
+    .setTransient = [](const Plugin*, const Window*) { return false; },
+    .suggestTitle = [](const Plugin*, const char*) {},
+    .show = [](const Plugin*) { return true; },
+    .hide = [](const Plugin*) { return true; },
 };
 
 const void* ClapReverb::extension(const char* id) {
@@ -540,11 +513,11 @@ const void* ClapReverb::extension(const char* id) {
 // ---------------------------------------------------------------- factories
 
 const PluginFactory kPluginFactory = {
-    [](const PluginFactory*) -> std::uint32_t { return 1; },
-    [](const PluginFactory*, std::uint32_t index) -> const PluginDescriptor* {
+    .getPluginCount = [](const PluginFactory*) -> std::uint32_t { return 1; },
+    .getPluginDescriptor = [](const PluginFactory*, std::uint32_t index) -> const PluginDescriptor* {
       return index == 0 ? &kDescriptor : nullptr;
     },
-    [](const PluginFactory*, const Host* host, const char* id) -> const Plugin* {
+    .createPlugin = [](const PluginFactory*, const Host* host, const char* id) -> const Plugin* {
       if (!host || !id || std::strcmp(id, kPluginId) != 0 || host->abi.major < 1) return nullptr;
       try {
         return (new ClapReverb(host))->plugin();
@@ -556,8 +529,12 @@ const PluginFactory kPluginFactory = {
 
 // The eight factory programs, built into the plug-in, in program order; the
 // load key is the program's number.
-const PresetProviderDescriptor kProviderDescriptor = {kAbiVersion, "org.example.korro-tarrow.factory-programs",
-                                                      "Korro Tarrow factory programs", "Korro Tarrow"};
+const PresetProviderDescriptor kProviderDescriptor = {
+    .abi = kAbiVersion,
+    .id = "org.example.korro-tarrow.factory-programs",
+    .name = "Korro Tarrow factory programs",
+    .vendor = "Korro Tarrow",
+};
 
 const char* const kLoadKeys[kProgramCount] = {"0", "1", "2", "3", "4", "5", "6", "7"};
 
@@ -594,11 +571,11 @@ const PresetProvider* createProvider(const PresetIndexer* indexer) {
 }
 
 const PresetDiscoveryFactory kPresetFactory = {
-    [](const PresetDiscoveryFactory*) -> std::uint32_t { return 1; },
-    [](const PresetDiscoveryFactory*, std::uint32_t index) -> const PresetProviderDescriptor* {
+    .count = [](const PresetDiscoveryFactory*) -> std::uint32_t { return 1; },
+    .getDescriptor = [](const PresetDiscoveryFactory*, std::uint32_t index) -> const PresetProviderDescriptor* {
       return index == 0 ? &kProviderDescriptor : nullptr;
     },
-    [](const PresetDiscoveryFactory*, const PresetIndexer* indexer, const char* id) -> const PresetProvider* {
+    .create = [](const PresetDiscoveryFactory*, const PresetIndexer* indexer, const char* id) -> const PresetProvider* {
       if (!id || std::strcmp(id, kProviderDescriptor.id) != 0) return nullptr;
       return createProvider(indexer);
     },
@@ -610,14 +587,14 @@ std::atomic<int> initCount{0};
 }  // namespace korro::clap
 
 extern "C" KORRO_CLAP_EXPORT const korro::clap::PluginEntry clap_entry = {
-    korro::clap::kAbiVersion,
+    .abi = korro::clap::kAbiVersion,
     // Hosts and wrappers may pair these loosely: count them.
-    [](const char*) {
+    .init = [](const char*) {
       korro::clap::initCount.fetch_add(1);
       return true;
     },
-    [] { korro::clap::initCount.fetch_sub(1); },
-    [](const char* id) -> const void* {
+    .deinit = [] { korro::clap::initCount.fetch_sub(1); },
+    .getFactory = [](const char* id) -> const void* {
       using namespace korro::clap;
       if (!id) return nullptr;
       if (std::strcmp(id, kPluginFactoryId) == 0) return &kPluginFactory;

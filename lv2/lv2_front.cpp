@@ -101,7 +101,7 @@ void run(LV2_Handle handle, std::uint32_t frames) {
   if (float* p = self.ports[kClipPort]) *p = shown >= 1.0f ? 1.0f : 0.0f;
 }
 
-void deactivate(LV2_Handle handle) { static_cast<Instance*>(handle)->effect.dispatch(effMainsChanged, 0, 0); }
+void deactivate(LV2_Handle handle) { static_cast<Instance*>(handle)->effect.deactivate(); }
 
 void cleanup(LV2_Handle handle) { delete static_cast<Instance*>(handle); }
 

@@ -2,8 +2,9 @@
 
 #include <cmath>
 
-#include "shell/base/aeff_editor.h"
 #include "reverb_effect.h"
+#include "shell/base/aeff_editor.h"
+#include "tail.h"
 
 namespace korro {
 
@@ -88,6 +89,10 @@ float HostedEffect::takeLeftPeak() {
 }
 
 float HostedEffect::engineValue(std::int32_t index) const { return reverb_->engineValue(index); }
+
+std::int32_t HostedEffect::tail(double rate) const {
+  return tailFrames(rate, engineValue(kDecay), engineValue(kDamp), engineValue(kOutput), engineValue(kMix));
+}
 
 // ---------------------------------------------------------------- main thread
 

@@ -14,6 +14,7 @@
 // a block ran since. No main-thread decision depends on whether audio runs.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 
@@ -105,6 +106,8 @@ class HostedEffect {
   // After a block: the view takes the values the block changed.
   void endBlock();
   float sampleRate() const { return rate_.load(std::memory_order_relaxed); }
+  // How long the reverb rings at `rate` with the values the engine uses (see tail.h). Thread-safe.
+  std::int32_t tail(double rate) const;
 
  private:
   static std::intptr_t KORRO_CDECL callback(AEffect* effect, std::int32_t opcode, std::int32_t index,
@@ -164,6 +167,33 @@ class HostedEffect {
   } handed_;
   std::atomic<std::uint32_t> applied_{0};  // the last sequence the audio side applied
   std::uint32_t touched_ = 0;               // audio side: values a block changed
+};
+
+// One block of the bound buffers, run in pieces split at its changes, so the
+// effect hears each change where a VST 2 host would have cut the block.
+class BlockSplitter {
+ public:
+  BlockSplitter(HostedEffect& effect, std::int32_t frames) : effect_(effect), frames_(frames) {}
+  // The frames before `frame` run, then the change applies. A frame past the
+  // block's end runs the whole block first; one before an earlier change's, none.
+  void change(std::int64_t frame, std::int32_t index, float value) {
+    const auto at = static_cast<std::int32_t>(std::clamp<std::int64_t>(frame, 0, frames_));
+    if (at > done_) {
+      effect_.run(done_, at - done_);
+      done_ = at;
+    }
+    effect_.change(index, value);
+  }
+  // The frames after the last change.
+  void finish() {
+    if (frames_ > done_) effect_.run(done_, frames_ - done_);
+    done_ = frames_;
+  }
+
+ private:
+  HostedEffect& effect_;
+  const std::int32_t frames_;
+  std::int32_t done_ = 0;
 };
 
 }  // namespace korro
