@@ -79,8 +79,8 @@ std::unique_ptr<Front> makeVst2Front(const char* module);
 std::unique_ptr<Front> makeLv2Front(const char* binary, const char* bundle);
 std::unique_ptr<Front> makeClapFront(const char* plugin);
 std::unique_ptr<Front> makeVst3Front(const char* binary);
-// An LV2 front's control port, as the host reads it after a run.
-float lv2Port(Front& lv2, std::uint32_t port);
+// An LV2 front's control port, as the host reads and writes it between runs.
+float& lv2Port(Front& lv2, std::uint32_t port);
 
 // The platform renderers' stream: odd block lengths, changes at odd offsets,
 // and now and then a program inside a block. The same numbers on every

@@ -486,6 +486,33 @@ INSTANTIATE_TEST_SUITE_P(Fronts, Editors, ::testing::ValuesIn(frontsWith(&Front:
 
 // ---------------------------------------------------------------- LV2 only
 
+// A host may write any float to a control port: beyond the range, its end; a
+// switch is on for anything above 0. The module given those values says how it sounds.
+TEST(Lv2Controls, BeyondTheirRangeAreTheRangesEnds) {
+  auto lv2 = make(Format::kLv2), vst = make(Format::kVst2);
+  ASSERT_TRUE(lv2->start(44100, 256) && vst->start(44100, 256));
+  const struct {
+    std::vector<std::pair<lv2::Port, float>> ports;
+    std::vector<Point> module;
+  } steps[] = {
+      {{{lv2::kDecayPort, 250.0f}, {lv2::kDampPort, -10.0f}, {lv2::kMixPort, 150.0f}, {lv2::kOutputPort, 40.0f},
+        {lv2::kBypassPort, 0.3f}},
+       {{0, 1, 1.0}, {0, 2, 0.0}, {0, 4, 1.0}, {0, 3, 1.0}, {0, 0, 1.0}}},
+      {{{lv2::kOutputPort, -500.0f}, {lv2::kBypassPort, -1.0f}, {lv2::kMixPort, 35.0f}},
+       {{0, 3, 0.0}, {0, 0, 0.0}, {0, 4, 0.35}}},
+  };
+  StereoBuffer in = testInput(1400);
+  for (const auto& step : steps) {
+    SCOPED_TRACE(&step - steps);
+    for (const auto& [port, value] : step.ports) lv2Port(*lv2, port) = value;
+    StereoBuffer expected(700), got(700);  // longer than announced
+    float* i[2] = {in.left.data() + (&step - steps) * 700, in.right.data() + (&step - steps) * 700};
+    vst->process(i, expected.channels(), 700, step.module);
+    lv2->process(i, got.channels(), 700, {});
+    EXPECT_EQ(firstDifference(expected, got), 700);
+  }
+}
+
 TEST(Lv2Meter, PortsHoldEachPeakAndRunsNeverAllocate) {
   // Mix 0 and Output 0 dB (the value 0.5, unity gain): the output is the dry input.
   auto lv2 = make(Format::kLv2);

@@ -83,7 +83,7 @@ class Lv2Front : public Front {
     const ControlPort& c = kControlPorts[id];
     return parameterFromPort(c, static_cast<float>(portFromParameter(c, static_cast<float>(value))));
   }
-  float control(Port p) const { return control_[p]; }
+  float& control(Port p) { return control_[p]; }
 
  private:
   void stop() {
@@ -107,7 +107,7 @@ class Lv2Front : public Front {
 
 }  // namespace
 
-float lv2Port(Front& lv2, std::uint32_t port) { return dynamic_cast<Lv2Front&>(lv2).control(static_cast<Port>(port)); }
+float& lv2Port(Front& lv2, std::uint32_t port) { return dynamic_cast<Lv2Front&>(lv2).control(static_cast<Port>(port)); }
 
 std::unique_ptr<Front> makeLv2Front(const char* binary, const char* bundle) {
   return std::make_unique<Lv2Front>(binary, bundle);
