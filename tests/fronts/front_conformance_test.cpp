@@ -403,10 +403,12 @@ TEST_P(States, ThatAreNotWholeOrNotOursChangeNothing) {
   changed(4, 2, "unknown version");
   changed(8, 0xd7, "another length");
   changed(12, 8, "program number out of range");
-  std::vector<unsigned char> nan = good;
-  const float notFinite = NAN;
-  std::memcpy(nan.data() + 12 + 4 + 20 + 56 * 3 + 8, &notFinite, 4);  // program 3's Damp
-  refused(nan, SIZE_MAX, "a value that is not finite");
+  for (std::size_t at : {12u + 4 + 4, 12u + 4 + 20 + 56 * 3 + 8}) {  // the current Decay, program 3's Damp
+    std::vector<unsigned char> nan = good;
+    const float notFinite = NAN;
+    std::memcpy(nan.data() + at, &notFinite, 4);
+    refused(nan, SIZE_MAX, "a value that is not finite");
+  }
   std::vector<unsigned char> garbage(600);
   std::mt19937 rng(1);
   for (auto& c : garbage) c = static_cast<unsigned char>(rng());
@@ -462,7 +464,9 @@ TEST_P(Tails, AreTheBoundOfTheLastBlocksSettingsAndTheHostIsToldWhenTheyChange) 
     auto f = front();
     ASSERT_TRUE(f->start(s.rate, 4096));
     StereoBuffer in(16), out(16);
-    f->process(in.channels(), out.channels(), 16, {{0, 1, s.decay}, {0, 2, s.damp}, {0, 3, s.output}, {0, 4, s.mix}});
+    const std::vector<Point> points = {{0, 1, s.decay}, {0, 2, s.damp}, {0, 3, s.output}, {0, 4, s.mix}};
+    f->process(in.channels(), out.channels(), 16, points);
+    f->process(in.channels(), out.channels(), 16, points);  // the same again: nothing more to tell
     EXPECT_EQ(f->tail(), static_cast<std::uint32_t>(tailFrames(s.rate, s.decay, s.damp, s.output, s.mix)));
     const bool same = s.decay == 0.5f && s.output == 0.5f && s.mix == 0.5f;
     if (f->tailChangesTold() >= 0) {
