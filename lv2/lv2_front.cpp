@@ -22,12 +22,13 @@ namespace {
 constexpr std::size_t kControlCount = std::size(kControlPorts);
 
 struct Instance {
-  Instance(double rate, std::int32_t maxBlock) : effect(maxBlock), sampleRate(rate) {
+  Instance(double rate, std::int32_t maxBlock) : effect(maxBlock), sampleRate(rate), maxBlock(maxBlock) {
     std::fill(std::begin(applied), std::end(applied), NAN);
   }
 
   HostedEffect effect;
   double sampleRate;
+  std::int32_t maxBlock;
   float* ports[kPortCount] = {};
   float applied[kControlCount];  // the port values last handed to the effect; NaN before the first
   PeakHold peak;
@@ -72,7 +73,8 @@ void connectPort(LV2_Handle handle, std::uint32_t port, void* data) {
 
 void activate(LV2_Handle handle) {
   auto* self = static_cast<Instance*>(handle);
-  self->effect.start(static_cast<float>(self->sampleRate));
+  // As the other fronts start: a restart sounds as a fresh instance does.
+  self->effect.activate(static_cast<float>(self->sampleRate), self->maxBlock);
   self->peak.reset(self->sampleRate);
 }
 

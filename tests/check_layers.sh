@@ -24,6 +24,7 @@ LAYERS=(
   "shell"
   "lv2 clap vst3"
   "tools/render tools/snapshot tools/demo tools/skin bench"
+  "tests/fronts"
   "tests/x11 tests/stress tests/windows tests/cross tests/fuzz tests/ardour tests/package"
 )
 # Test folders of the layers above: tests/X tests X.

@@ -80,19 +80,19 @@ render() {
   grep -qx 'done' "$out" || fail "the session script did not finish"
   grep -qx "plugin	Korro Tarrow	$class_id	5" "$out" || fail "Ardour did not load Korro Tarrow with five parameters"
 
-  # The factory programs as presets: exact names, in order, no more than eight.
-  local names=("Basic Spring" "Short Spring" "Typical Spring" "Long spring" "FenderTwin Reverb"
-    "Vocal insert medium" "Singing in the bathroom" "Lo-Fi Drums")
-  local expected="" i
-  for i in "${!names[@]}"; do expected+=$(printf 'preset\tVST3-P:%s:%04d\t%s' "$class_id" "$i" "${names[$i]}")$'\n'; done
-  [ "$(grep '^preset' "$out")"$'\n' = "$expected" ] || fail "Ardour's presets are not the eight factory programs"
+  # The factory programs as presets: the module's names, in order, no more
+  # than eight; programs 3 and 7 loaded show the module's values for them.
+  local listing expected="" got want
+  listing=$("$korro_render" --list | sed -nE '/^programs/,/^$/ s/^[* ] ([0-9]+) +"(.*)" +(.*)$/\1\t\2\t\3/p')
+  expected=$(awk -F'\t' -v id="$class_id" '{printf "preset\tVST3-P:%s:%04d\t%s\n", id, $1, $2}' <<<"$listing")
+  [ "$(grep '^preset' "$out")" = "$expected" ] || fail "Ardour's presets are not the eight factory programs"
   # Each program loaded, with its values in Ardour's controls; the last one
   # again after reopening the session.
-  local got want
   got=$(grep -E '^(loaded|values|reopened)' "$out" | cut -f2 | tr '\n' '|')
-  want="Long spring|1.0000 0.7000 0.3500 0.5000 0.5000|Lo-Fi Drums|1.0000 0.7600 1.0000 0.5000 0.5000|"
-  want+="Korro Tarrow|1.0000 0.7600 1.0000 0.5000 0.5000|"
-  [ "$got" = "$want" ] || fail "programs loaded and the values Ardour shows: $got"
+  want=$(awk -F'\t' '$1 == 3 || $1 == 7 {split($3, v, " +"); printf "%s|%.4f %.4f %.4f %.4f %.4f|", $2, v[1], v[2], v[3], v[4], v[5]}
+    $1 == 7 {last = sprintf("%.4f %.4f %.4f %.4f %.4f", v[1], v[2], v[3], v[4], v[5])}
+    END {printf "Korro Tarrow|%s|", last}' <<<"$listing")
+  [ "$got" = "$want" ] || fail "programs loaded and the values Ardour shows: $got (the module's: $want)"
 
   local audio=$session/interchange/session/audiofiles
   local f

@@ -1,8 +1,14 @@
 #include "clap_host.h"
 
-#include <dlfcn.h>
-
 #include <cstring>
+#include <map>
+#include <memory>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 namespace korro::test {
 
@@ -58,27 +64,42 @@ struct EventList {
 }  // namespace
 
 ClapModule::ClapModule(const std::string& path) {
+#if defined(_WIN32)
+  handle_ = LoadLibraryA(path.c_str());
+  if (!handle_) {
+    error_ = "cannot load " + path;
+    return;
+  }
+  entry_ = reinterpret_cast<const clap::PluginEntry*>(GetProcAddress(static_cast<HMODULE>(handle_), "clap_entry"));
+#else
   handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!handle_) {
     error_ = dlerror();
     return;
   }
   entry_ = static_cast<const clap::PluginEntry*>(dlsym(handle_, "clap_entry"));
+#endif
   if (!entry_ || !entry_->init(path.c_str())) error_ = "no clap_entry, or it refused to start";
 }
 
 ClapModule::~ClapModule() {
   if (entry_) entry_->deinit();
+#if defined(_WIN32)
+  if (handle_) FreeLibrary(static_cast<HMODULE>(handle_));
+#else
   if (handle_) dlclose(handle_);
+#endif
 }
 
 const clap::PluginFactory* ClapModule::factory() const {
   return entry_ ? static_cast<const clap::PluginFactory*>(entry_->getFactory(clap::kPluginFactoryId)) : nullptr;
 }
 
-const ClapModule& builtClap() {
-  static const ClapModule module(KORRO_CLAP_PATH);
-  return module;
+const ClapModule& ClapModule::at(const std::string& path) {
+  static std::map<std::string, std::unique_ptr<ClapModule>> loaded;
+  auto& m = loaded[path];
+  if (!m) m = std::make_unique<ClapModule>(path);
+  return *m;
 }
 
 ClapHost::ClapHost() {
@@ -99,8 +120,8 @@ ClapHost::ClapHost() {
   record.requestRestart = record.requestProcess = record.requestCallback = [](const clap::Host*) {};
 }
 
-ClapInstance::ClapInstance(ClapHost& host) {
-  const clap::PluginFactory* f = builtClap().factory();
+ClapInstance::ClapInstance(ClapHost& host, const ClapModule& module) {
+  const clap::PluginFactory* f = module.factory();
   if (!f) return;
   plugin_ = f->createPlugin(f, &host.record, f->getPluginDescriptor(f, 0)->id);
   if (plugin_ && !plugin_->init(plugin_)) {

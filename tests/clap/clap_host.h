@@ -17,6 +17,8 @@ class ClapModule {
  public:
   explicit ClapModule(const std::string& path);
   ~ClapModule();
+  // Loaded once for the process.
+  static const ClapModule& at(const std::string& path);
   const clap::PluginEntry* entry() const { return entry_; }
   const clap::PluginFactory* factory() const;
   const std::string& error() const { return error_; }
@@ -27,7 +29,9 @@ class ClapModule {
   std::string error_;
 };
 
-const ClapModule& builtClap();
+#ifdef KORRO_CLAP_PATH
+inline const ClapModule& builtClap() { return ClapModule::at(KORRO_CLAP_PATH); }
+#endif
 
 // A host's stream for states: bytes in memory.
 struct MemoryStream {
@@ -73,7 +77,10 @@ struct ClapHost {
 // One plug-in instance with the host it was made for.
 class ClapInstance {
  public:
-  explicit ClapInstance(ClapHost& host);
+  ClapInstance(ClapHost& host, const ClapModule& module);
+#ifdef KORRO_CLAP_PATH
+  explicit ClapInstance(ClapHost& host) : ClapInstance(host, builtClap()) {}
+#endif
   ~ClapInstance();
   explicit operator bool() const { return plugin_ != nullptr; }
   const clap::Plugin* plugin() const { return plugin_; }

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # The bundle as LV2 tools see it: it validates against the LV2 core bundles,
 # lilv finds the plug-in with the ports a user expects, and one preset per
-# factory program is listed under its exact name.
-#   check_bundle.sh BUNDLE_DIR
+# factory program is listed under the module's name for it.
+#   check_bundle.sh BUNDLE_DIR KORRO_RENDER
 set -euo pipefail
-bundle=$(cd "$1" && pwd)
+bundle=$(cd "$1" && pwd) korro_render=$2
 uri=https://korro-tarrow.example.org/lv2/tarrow
 for tool in lv2_validate sord_validate lv2info lv2file; do
   command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
@@ -50,7 +50,6 @@ clip|Clip|0.000000|1.000000"
 $ports"
 
 presets=$(lv2file -L "$uri" | sed -n 's/^Preset: //p' | sort)
-programs=$(printf '%s\n' "Basic Spring" "Short Spring" "Typical Spring" "Long spring" "FenderTwin Reverb" \
-  "Vocal insert medium" "Singing in the bathroom" "Lo-Fi Drums" | sort)
+programs=$("$korro_render" --list | sed -nE '/^programs/,/^$/ s/^[* ] [0-9]+ +"(.*)" .*/\1/p' | sort)
 [ "$presets" = "$programs" ] || fail "presets listed: $presets"
 echo "bundle valid; $(wc -l <<<"$ports") ports; $(wc -l <<<"$presets") presets"

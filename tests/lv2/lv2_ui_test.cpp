@@ -3,7 +3,6 @@
 // the host's port events shown on the controls and the meter.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <X11/Xatom.h>
 #include <lv2/atom/atom.h>
 #include <lv2/options/options.h>
 #include <lv2/ui/ui.h>
@@ -189,20 +188,6 @@ TEST_F(Lv2UiScale, ScaleFactorTwoOpensAt600By392AndTheHostIsAskedForThat) {
   // A value of another type is not a scale.
   EXPECT_EQ(openWith(LV2_ATOM__Int, 2.0f), (std::pair<int, int>{300, 196}));
   EXPECT_EQ(asked_, (std::pair<int, int>{300, 196}));
-}
-
-TEST_F(Lv2UiScale, WithoutTheOptionXftDpi192GivesTheSameAndTheOptionOverrulesIt) {
-  const ::Window root = DefaultRootWindow(window_.display);
-  const std::string resources = "Xft.dpi:\t192\n";
-  XChangeProperty(window_.display, root, XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
-                  reinterpret_cast<const unsigned char*>(resources.c_str()), static_cast<int>(resources.size()));
-  XSync(window_.display, False);
-  const std::pair<int, int> desktop = openWith(LV2_ATOM__Float, 0.0f, false);
-  const std::pair<int, int> host = openWith(LV2_ATOM__Float, 1.0f);
-  XDeleteProperty(window_.display, root, XA_RESOURCE_MANAGER);
-  XSync(window_.display, False);
-  EXPECT_EQ(desktop, (std::pair<int, int>{600, 392}));
-  EXPECT_EQ(host, (std::pair<int, int>{300, 196}));
 }
 
 // A GTK 3 host at GDK_SCALE=2 (jalv.gtk3) names no scale and doubles every size it is told.

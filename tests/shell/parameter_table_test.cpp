@@ -39,15 +39,12 @@ TEST(ParameterText, EveryTextReadsBackAsAValueWithTheSameText) {
 }
 
 TEST(ParameterText, TextsAtTheLawsEdges) {
-  EXPECT_EQ(textOf(0, 1.0), "on");
+  // Each parameter's law; the percent and decibel texts themselves: ValueText.
   EXPECT_EQ(textOf(0, 0.5), "on");
   EXPECT_EQ(textOf(0, std::nextafter(0.5f, 0.0f)), "off");
-  EXPECT_EQ(textOf(0, 0.0), "off");
   EXPECT_EQ(textOf(1, 0.5), "50%");
-  EXPECT_EQ(textOf(4, 1.0), "100%");
   EXPECT_EQ(textOf(2, 0.0), "0%");
-  EXPECT_EQ(textOf(3, 0.5), "0.00dB");
-  EXPECT_EQ(textOf(3, 1.0), "12.00dB");
+  EXPECT_EQ(textOf(4, 1.0), "100%");
   EXPECT_EQ(textOf(3, 0.0), "-oo dB");
 
   double v = -1.0;

@@ -12,8 +12,6 @@
 //   korro-editor-probe jalv SCALE
 //       jalv's editor: the frame it sits in is the editor window's size and
 //       every pixel of it is painted as above.
-//   korro-editor-probe xft-dpi VALUE|none
-//       sets the desktop's Xft.dpi (the root window's resources) or removes it.
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb/stb_image_write.h>
 
@@ -30,7 +28,6 @@
 #include "gui/platform/headless/headless.h"
 #include "shell/reverb_effect.h"
 // Last: Xlib's macros (None, Bool, Status) would clash with names above.
-#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
@@ -324,19 +321,6 @@ int jalv(double scale) {
   return ok ? 0 : 1;
 }
 
-int xftDpi(const char* value) {
-  const ::Window root = DefaultRootWindow(display);
-  if (std::strcmp(value, "none") == 0) {
-    XDeleteProperty(display, root, XA_RESOURCE_MANAGER);
-  } else {
-    const std::string resources = std::string("Xft.dpi:\t") + value + "\n";
-    XChangeProperty(display, root, XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
-                    reinterpret_cast<const unsigned char*>(resources.c_str()), static_cast<int>(resources.size()));
-  }
-  XSync(display, False);
-  return 0;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -352,10 +336,8 @@ int main(int argc, char** argv) {
     result = ardour(std::atof(argv[2]), argv[3]);
   else if (mode == "jalv" && argc == 3)
     result = jalv(std::atof(argv[2]));
-  else if (mode == "xft-dpi" && argc == 3)
-    result = xftDpi(argv[2]);
   else
-    std::fprintf(stderr, "usage: korro-editor-probe ardour SCALE DIR | jalv SCALE | xft-dpi VALUE|none\n");
+    std::fprintf(stderr, "usage: korro-editor-probe ardour SCALE DIR | jalv SCALE\n");
   std::fflush(stdout);
   XCloseDisplay(display);
   return result;
