@@ -22,13 +22,22 @@ void fillClassInfo(ClassInfo& out) {
   copyText(out.name, "Korro Tarrow");
 }
 
-// What the second and the unicode class info add to the first.
+// The second and the unicode class info: the first one's fields and more.
 template <typename Info>
-void fillMore(Info& out) {
-  copyText(out.subCategories, "Fx|Reverb");
-  copyText(out.vendor, kVendor);
-  copyText(out.version, kProjectVersion);
-  copyText(out.sdkVersion, "VST 3.7");
+Result fillClassInfo2(std::int32_t index, Info* out) {
+  if (index != 0 || !out) return kInvalidArgument;
+  ClassInfo base;
+  fillClassInfo(base);
+  std::memset(out, 0, sizeof *out);
+  out->classId = base.classId;
+  out->cardinality = base.cardinality;
+  std::memcpy(out->category, base.category, sizeof out->category);
+  copyText(out->name, "Korro Tarrow");
+  copyText(out->subCategories, "Fx|Reverb");
+  copyText(out->vendor, kVendor);
+  copyText(out->version, kProjectVersion);
+  copyText(out->sdkVersion, "VST 3.7");
+  return kOk;
 }
 
 // Constant-initialised: hosts may ask for the factory on any thread.
@@ -78,30 +87,8 @@ const FactoryTable kFactoryTable = {
       r->release();  // the query's count is the host's
       return result;
     },
-    .getClassInfo2 = [](void*, std::int32_t index, ClassInfo2* out) {
-      if (index != 0 || !out) return kInvalidArgument;
-      ClassInfo base;
-      fillClassInfo(base);
-      std::memset(out, 0, sizeof *out);
-      out->classId = base.classId;
-      out->cardinality = base.cardinality;
-      std::memcpy(out->category, base.category, sizeof out->category);
-      std::memcpy(out->name, base.name, sizeof out->name);
-      fillMore(*out);
-      return kOk;
-    },
-    .getClassInfoUnicode = [](void*, std::int32_t index, ClassInfoW* out) {
-      if (index != 0 || !out) return kInvalidArgument;
-      ClassInfo base;
-      fillClassInfo(base);
-      std::memset(out, 0, sizeof *out);
-      out->classId = base.classId;
-      out->cardinality = base.cardinality;
-      std::memcpy(out->category, base.category, sizeof out->category);
-      copyText(out->name, "Korro Tarrow");
-      fillMore(*out);
-      return kOk;
-    },
+    .getClassInfo2 = [](void*, std::int32_t index, ClassInfo2* out) { return fillClassInfo2(index, out); },
+    .getClassInfoUnicode = [](void*, std::int32_t index, ClassInfoW* out) { return fillClassInfo2(index, out); },
     .setHostContext = [](void*, void*) { return kOk; },
 };
 
