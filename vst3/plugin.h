@@ -87,7 +87,26 @@ std::uint32_t KORRO_VST3_CALL releaseFace(void* self) {
 
 class View;
 
-class Reverb final : public HostSide {
+// A host's reference count; the last release deletes the object.
+template <typename Owner>
+class Counted {
+ public:
+  std::uint32_t addRef() { return ++refs_; }
+  std::uint32_t release() {
+    const std::uint32_t left = --refs_;
+    if (left == 0) delete static_cast<Owner*>(this);
+    return left;
+  }
+
+ protected:
+  Counted() = default;
+  ~Counted() = default;
+
+ private:
+  std::atomic<std::uint32_t> refs_{1};
+};
+
+class Reverb final : public HostSide, public Counted<Reverb> {
  public:
   Reverb();
   ~Reverb();
@@ -96,12 +115,6 @@ class Reverb final : public HostSide {
 
   // One count for every face: a host may drop the component and keep the processor.
   Result query(const Tuid* iid, void** out);
-  std::uint32_t addRef() { return ++refs_; }
-  std::uint32_t release() {
-    const std::uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   // ---- component (component.cpp)
   std::int32_t busCount(std::int32_t media) const { return media == kAudio ? 1 : 0; }
@@ -160,7 +173,6 @@ class Reverb final : public HostSide {
   Face<ProcessContextRequirementsTable, Reverb> contextNeeds_{traced(&kContextNeedsTable), this};
   Face<EditControllerTable, Reverb> controller_{traced(&kControllerTable), this};
   Face<UnitInfoTable, Reverb> units_{traced(&kUnitTable), this};
-  std::atomic<std::uint32_t> refs_{1};
 
   HostedEffect effect_;
   EditorSession editor_{effect_};
@@ -181,7 +193,7 @@ Reverb* of(void* self) {
 }
 
 // The editor's view: on the host's window, idled by its run loop (Windows: a timer).
-class View {
+class View : public Counted<View> {
  public:
   explicit View(Reverb* owner);
   ~View();
@@ -189,12 +201,6 @@ class View {
   View& operator=(const View&) = delete;
 
   Result query(const Tuid* iid, void** out);
-  std::uint32_t addRef() { return ++refs_; }
-  std::uint32_t release() {
-    const std::uint32_t left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   Result attached(void* parent, const char* type);
   Result removed();
@@ -216,7 +222,6 @@ class View {
   Face<PlugViewTable, View> view_{traced(&kViewTable), this};
   Face<ContentScaleTable, View> scale_{traced(&kScaleTable), this};
   Face<TimerHandlerTable, View> timer_{traced(&kTimerTable), this};
-  std::atomic<std::uint32_t> refs_{1};
   Reverb* owner_;
   PlugFrame* frame_ = nullptr;
   RunLoop* runLoop_ = nullptr;
