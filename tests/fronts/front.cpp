@@ -51,25 +51,15 @@ class Vst2Front : public Front {
     for (const Point& p : points)
       if (p.id == kProgramPoint && std::lround(p.value * 7) != vst_.dispatch(effGetProgram))
         vst_.dispatch(effSetProgram, 0, std::lround(p.value * 7));
-    std::vector<Point>& changes = changes_;
-    changes.clear();
-    for (const Point& p : points)
-      if (p.id < 5) changes.push_back(p);
-    sortByOffset(changes);
-    std::int32_t done = 0;
-    auto runTo = [&](std::int32_t t) {
-      if (t <= done) return;
-      float* i[2] = {in[0] ? in[0] + done : nullptr, in[1] ? in[1] + done : nullptr};
-      float* o[2] = {out[0] ? out[0] + done : nullptr, out[1] ? out[1] + done : nullptr};
-      vst_.processReplacing(i, o, t - done);
-      done = t;
-    };
-    for (const Point& p : changes) {
-      runTo(std::clamp(p.offset, 0, frames));
-      vst_.setParameter(static_cast<std::int32_t>(p.id), static_cast<float>(p.value));
-    }
+    splitAtChanges(
+        changes_, points, frames,
+        [&](std::int32_t from, std::int32_t to) {
+          float* i[2] = {in[0] ? in[0] + from : nullptr, in[1] ? in[1] + from : nullptr};
+          float* o[2] = {out[0] ? out[0] + from : nullptr, out[1] ? out[1] + from : nullptr};
+          vst_.processReplacing(i, o, to - from);
+        },
+        [&](const Point& p) { vst_.setParameter(static_cast<std::int32_t>(p.id), static_cast<float>(p.value)); });
     if (frames == 0) vst_.processReplacing(const_cast<float**>(in), const_cast<float**>(out), 0);
-    runTo(frames);
     return true;
   }
   double value(std::uint32_t id) override {

@@ -75,6 +75,29 @@ inline void sortByOffset(std::vector<Point>& points) {
     for (std::size_t j = i; j > 0 && points[j].offset < points[j - 1].offset; --j) std::swap(points[j], points[j - 1]);
 }
 
+// A block run in pieces that end at its changes, as a host of a format without
+// sample-accurate events does: run(from, to) for each piece, apply(point) at its
+// offset. `changes` is the caller's scratch, so a block allocates nothing.
+template <typename Run, typename Apply>
+void splitAtChanges(std::vector<Point>& changes, const std::vector<Point>& points, std::int32_t frames, Run run,
+                    Apply apply) {
+  changes.clear();
+  for (const Point& p : points)
+    if (p.id < 5) changes.push_back(p);
+  sortByOffset(changes);
+  std::int32_t done = 0;
+  auto runTo = [&](std::int32_t t) {
+    if (t <= done) return;
+    run(done, t);
+    done = t;
+  };
+  for (const Point& p : changes) {
+    runTo(std::clamp(p.offset, 0, frames));
+    apply(p);
+  }
+  runTo(frames);
+}
+
 std::unique_ptr<Front> makeVst2Front(const char* module);
 std::unique_ptr<Front> makeLv2Front(const char* binary, const char* bundle);
 std::unique_ptr<Front> makeClapFront(const char* plugin);

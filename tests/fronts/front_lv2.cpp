@@ -54,27 +54,19 @@ class Lv2Front : public Front {
     d_->activate(handle_);
   }
   bool process(float* const* in, float* const* out, std::int32_t frames, const std::vector<Point>& points) override {
-    std::vector<Point>& changes = changes_;
-    changes.clear();
-    for (const Point& p : points)
-      if (p.id < 5) changes.push_back(p);
-    sortByOffset(changes);
-    std::int32_t done = 0;
-    auto runTo = [&](std::int32_t t) {
-      if (t <= done) return;
-      for (std::uint32_t c = 0; c < 2; ++c) {
-        d_->connect_port(handle_, kInputLeft + c, in[c] && !(mono_ && c) ? in[c] + done : nullptr);
-        d_->connect_port(handle_, kOutputLeft + c, out[c] ? out[c] + done : nullptr);
-      }
-      d_->run(handle_, static_cast<std::uint32_t>(t - done));
-      done = t;
-    };
-    for (const Point& p : changes) {
-      runTo(std::clamp(p.offset, 0, frames));
-      const ControlPort& c = kControlPorts[p.id];
-      control_[c.port] = static_cast<float>(portFromParameter(c, static_cast<float>(p.value)));
-    }
-    runTo(frames);
+    splitAtChanges(
+        changes_, points, frames,
+        [&](std::int32_t from, std::int32_t to) {
+          for (std::uint32_t c = 0; c < 2; ++c) {
+            d_->connect_port(handle_, kInputLeft + c, in[c] && !(mono_ && c) ? in[c] + from : nullptr);
+            d_->connect_port(handle_, kOutputLeft + c, out[c] ? out[c] + from : nullptr);
+          }
+          d_->run(handle_, static_cast<std::uint32_t>(to - from));
+        },
+        [&](const Point& p) {
+          const ControlPort& c = kControlPorts[p.id];
+          control_[c.port] = static_cast<float>(portFromParameter(c, static_cast<float>(p.value)));
+        });
     return true;
   }
   // A control port holds a float in the law's units.
